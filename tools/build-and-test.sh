@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Builds plotwright from scratch and runs every test: first a normal build, then one under
+# AddressSanitizer and UndefinedBehaviorSanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+tools/install-deps.sh
+jobs=$(nproc)
+
+run() {
+    local dir=$1
+    shift
+    rm -rf "$dir"
+    cmake -S . -B "$dir" "$@"
+    cmake --build "$dir" -j "$jobs"
+    (cd "$dir" && ctest --output-on-failure -j "$jobs")
+}
+
+run build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+    run build/sanitize -DCMAKE_BUILD_TYPE=Debug -DPLOTWRIGHT_SANITIZE=ON
