@@ -113,16 +113,6 @@ TEST_F(FileLogAdapterTest, MissingDirectoriesAreCreatedAndUnusablePathsReported)
     EXPECT_EQ(message + message, testing::internal::GetCapturedStderr());
 }
 
-TEST_F(FileLogAdapterTest, OutOfRangeSettingsAreClamped) {
-    FileLogAdapter adapter(config("{\"maxSize\": -5, \"fileCount\": 0}"));
-    EXPECT_EQ(0, adapter.getMaxSize());
-    EXPECT_EQ(1u, adapter.getFileCount());
-    EXPECT_EQ("log", adapter.getBaseName());
-    FileLogAdapter large(config("{\"maxSize\": 99999999999, \"fileCount\": \"7\"}"));
-    EXPECT_EQ(INT32_MAX, large.getMaxSize());
-    EXPECT_EQ(7u, large.getFileCount());
-}
-
 TEST_F(FileLogAdapterTest, LoggingConfigurationSelectsTheFileAdapter) {
     kestrel::LogAdapterStore::addFactory("file", new kestrel::FileLogAdapterFactory());
     Logger::useConfig(config("{\"buffering\": false, \"adapter\": {\"type\": \"file\", \"baseName\": \"" + root +

@@ -110,21 +110,6 @@ TEST_F(LoggerTest, BufferingIsPassedOnAndDisablingFlushesOnce) {
     EXPECT_EQ((std::vector<bool>{true, false}), adapter.buffered);
 }
 
-TEST_F(LoggerTest, VisitorSeesLoggersInNameOrder) {
-    Logger::getLogger("LoggerTest.visit.b");
-    Logger::getLogger("LoggerTest.visit.a");
-    struct Collector : Logger::LoggerVisitor {
-        std::string names;
-        void visit(Logger& logger) override {
-            if (logger.getName().rfind("LoggerTest.visit.", 0) == 0) {
-                names += logger.getName() + " ";
-            }
-        }
-    } collector;
-    Logger::visitLoggers(collector);
-    EXPECT_EQ("LoggerTest.visit.a LoggerTest.visit.b ", collector.names);
-}
-
 TEST(LoggerOutputTest, LineFormatOnStandardOutput) {
     testing::internal::CaptureStdout();
     Logger::getLogger("LoggerTest.stdout")->warnf("%p value=%d", static_cast<void*>(nullptr), 42);
