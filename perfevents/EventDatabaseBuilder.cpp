@@ -1,0 +1,70 @@
+#include "perfevents/EventDatabaseBuilder.h"
+
+#include <stdexcept>
+
+namespace perfevents {
+
+namespace {
+
+std::string describeEvent(const std::string& name, const std::string& origin) {
+    return name + " (" + origin + ")";
+}
+
+} // namespace
+
+void EventDatabaseBuilder::addEvent(const TraceEventFormat& format, const std::string& origin) {
+    const std::string name = format.fullName();
+    auto known = events.find(name);
+    if (known != events.end()) {
+        if (known->second.format != format) {
+            throw std::runtime_error("trace point " + name + " is described differently in " + known->second.origin +
+                                     " and in " + origin);
+        }
+        return;
+    }
+    auto sameId = namesById.find(format.id);
+    if (sameId != namesById.end()) {
+        throw std::runtime_error("trace points " + describeEvent(sameId->second, events.at(sameId->second).origin) +
+                                 " and " + describeEvent(name, origin) + " have the same id " +
+                                 std::to_string(format.id));
+    }
+    std::vector<TraceEventFormat::Field> common = _commonFields(format);
+    if (events.empty()) {
+        commonFields = common;
+        commonOwner = describeEvent(name, origin);
+    } else if (common != commonFields) {
+        throw std::runtime_error("the common fields of trace points " + commonOwner + " and " +
+                                 describeEvent(name, origin) +
+                                 " disagree: " + _describeDifference(commonFields, common));
+    }
+    events[name] = Entry{format, origin};
+    namesById[format.id] = name;
+}
+
+std::vector<TraceEventFormat::Field> EventDatabaseBuilder::_commonFields(const TraceEventFormat& format) {
+    std::vector<TraceEventFormat::Field> common;
+    for (const TraceEventFormat::Field& field : format.fields) {
+        if (field.isCommon()) {
+            common.push_back(field);
+        }
+    }
+    return common;
+}
+
+std::string EventDatabaseBuilder::_describeDifference(const std::vector<TraceEventFormat::Field>& first,
+                                                      const std::vector<TraceEventFormat::Field>& second) {
+    for (size_t i = 0; i < first.size() || i < second.size(); ++i) {
+        if (i >= second.size()) {
+            return first[i].name + " is missing in the second";
+        }
+        if (i >= first.size()) {
+            return second[i].name + " is missing in the first";
+        }
+        if (first[i] != second[i]) {
+            return first[i].describe() + " against " + second[i].describe();
+        }
+    }
+    return "no difference";
+}
+
+} // namespace perfevents
