@@ -41,6 +41,60 @@ void EventDatabaseBuilder::addEvent(const TraceEventFormat& format, const std::s
     namesById[format.id] = name;
 }
 
+kestrel::JSOM EventDatabaseBuilder::toJsom() const {
+    kestrel::JSOM database;
+    // Navigating through a place that does not exist yet makes it an object, so trace points and field lists
+    // without members still appear as {}.
+    kestrel::JSOM eventList = database["events"];
+    eventList[""];
+    for (const auto& event : events) {
+        kestrel::JSOM entry = eventList[event.first];
+        entry["id"].setLong(event.second.format.id);
+        kestrel::JSOM fields = entry["fields"];
+        fields[""];
+        for (const TraceEventFormat::Field& field : event.second.format.fields) {
+            if (!field.isCommon()) {
+                _setField(fields[field.name], field);
+            }
+        }
+    }
+
+    kestrel::JSOM common = database["common"]["fields"];
+    common[""];
+    for (const TraceEventFormat::Field& field : commonFields) {
+        _setField(common[field.name], field);
+    }
+    // The thread id and the cpu are not part of the raw data; the converter takes them from the sample.
+    if (!common["common_tid"].isResolved()) {
+        common["common_tid"]["type"].setString("__ancillary_tid");
+    }
+    if (!common["common_cpu"].isResolved()) {
+        common["common_cpu"]["type"].setString("__ancillary_cpu");
+    }
+    return database;
+}
+
+void EventDatabaseBuilder::write(std::ostream& out, bool pretty) const {
+    std::string text;
+    kestrel::JSOM database = toJsom();
+    if (pretty) {
+        database.toString(text, kestrel::JSOM::defaultPrecision);
+    } else {
+        database.toCompactString(text, kestrel::JSOM::defaultPrecision);
+    }
+    out << text;
+}
+
+void EventDatabaseBuilder::_setField(kestrel::JSOM place, const TraceEventFormat::Field& field) {
+    place["type"].setString(field.type);
+    place["offset"].setLong(field.offset);
+    place["size"].setLong(field.size);
+    const char* cast = field.castType();
+    if (cast != nullptr) {
+        place["cast"].setString(cast);
+    }
+}
+
 std::vector<TraceEventFormat::Field> EventDatabaseBuilder::_commonFields(const TraceEventFormat& format) {
     std::vector<TraceEventFormat::Field> common;
     for (const TraceEventFormat::Field& field : format.fields) {

@@ -1,6 +1,7 @@
 #ifndef PERFEVENTS_EVENTDATABASEBUILDER_H
 #define PERFEVENTS_EVENTDATABASEBUILDER_H
 
+#include "kestrel/JSOM.h"
 #include "perfevents/TraceEventFormat.h"
 
 #include <cstdint>
@@ -31,6 +32,9 @@ public:
     /** The number of distinct trace points added. */
     size_t getEventCount() const { return events.size(); }
 
+    /** The database as a JSON document. */
+    kestrel::JSOM toJsom() const;
+
     /** Writes the database, compact or pretty (one member per line, indented). */
     void write(std::ostream& out, bool pretty) const;
 
@@ -40,6 +44,7 @@ private:
         std::string origin;
     };
 
+    static void _setField(kestrel::JSOM place, const TraceEventFormat::Field& field);
     static std::vector<TraceEventFormat::Field> _commonFields(const TraceEventFormat& format);
     static std::string _describeDifference(const std::vector<TraceEventFormat::Field>& first,
                                            const std::vector<TraceEventFormat::Field>& second);

@@ -6,6 +6,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <sstream>
 #include <stdexcept>
 
 using perfevents::EventDatabaseBuilder;
@@ -89,4 +91,29 @@ TEST(EventSourceLoader, DetectsSourcesByContent) {
     EXPECT_EQ((dir / "missing").string() + ": No such file or directory",
               errorOf([&] { loader.load((dir / "missing").string()); }));
     fs::remove_all(dir);
+}
+
+TEST(EventDatabaseBuilder, WritesCommonAndOwnFields) {
+    EventDatabaseBuilder builder;
+    builder.addEvent(event("b", 2,
+                           std::string(COMMON) + "\tfield:char name[8];\toffset:8;\tsize:8;\tsigned:1;\n"
+                                                 "\tfield:void * where;\toffset:16;\tsize:8;\tsigned:0;\n"),
+                     "one");
+    builder.addEvent(event("a", 1, COMMON), "two");
+    std::ostringstream compact;
+    builder.write(compact, false);
+    EXPECT_EQ("{\"events\":{\"test:a\":{\"id\":1,\"fields\":{}},\"test:b\":{\"id\":2,\"fields\":{"
+              "\"name\":{\"type\":\"char[8]\",\"offset\":8,\"size\":8},"
+              "\"where\":{\"type\":\"void *\",\"offset\":16,\"size\":8,\"cast\":\"address64_t\"}}}},"
+              "\"common\":{\"fields\":{"
+              "\"common_type\":{\"type\":\"unsigned short\",\"offset\":0,\"size\":2,\"cast\":\"uint16_t\"},"
+              "\"common_pid\":{\"type\":\"int\",\"offset\":4,\"size\":4,\"cast\":\"int32_t\"},"
+              "\"common_tid\":{\"type\":\"__ancillary_tid\"},\"common_cpu\":{\"type\":\"__ancillary_cpu\"}}}}",
+              compact.str());
+    std::ostringstream pretty;
+    builder.write(pretty, true);
+    kestrel::JSOM reread;
+    reread.fromString(pretty.str());
+    EXPECT_EQ(2, reread["events"]["test:b"]["id"].longValue(0));
+    EXPECT_EQ("address64_t", reread["events"]["test:b"]["fields"]["where"]["cast"].stringValue(""));
 }
