@@ -19,6 +19,8 @@ const size_t HEADER_SIZE = 104;
 const size_t PIPE_HEADER_SIZE = 16;
 const size_t DATA_SECTION_OFFSET = 40;
 const size_t FEATURES_OFFSET = 72;
+// Format texts, kernel symbols and printk formats take a few megabytes at most; more is damage.
+const uint64_t MAX_SECTION_SIZE = 256u * 1024 * 1024;
 
 uint64_t readU64(const unsigned char* bytes, bool swap) {
     uint64_t value;
@@ -95,6 +97,10 @@ std::vector<unsigned char> PerfFileTracingData::read(std::istream& in) {
     uint64_t size = readU64(section + 8, swap);
     if (offset > fileSize || size > fileSize - offset) {
         throw std::runtime_error("damaged perf.data file: the tracing data section lies beyond the end of the file");
+    }
+    if (size > MAX_SECTION_SIZE) {
+        throw std::runtime_error("damaged perf.data file: the tracing data section is implausibly large (" +
+                                 std::to_string(size) + " bytes)");
     }
     std::vector<unsigned char> bytes(static_cast<size_t>(size));
     if (size > 0) {

@@ -1,17 +1,13 @@
 #include "perfevents/EventDatabaseBuilder.h"
-#include "perfevents/EventSourceLoader.h"
 #include "perfevents/TraceFormatParser.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include <stdexcept>
 
 using perfevents::EventDatabaseBuilder;
-using perfevents::EventSourceLoader;
 using perfevents::TraceEventFormat;
 
 namespace {
@@ -57,40 +53,6 @@ TEST(EventDatabaseBuilder, RejectsConflictingDescriptions) {
                   builder.addEvent(event("d", 4, "\tfield:unsigned short common_type;\toffset:0;\tsize:2;\n"), "six");
               }));
     EXPECT_EQ(1u, builder.getEventCount());
-}
-
-TEST(EventSourceLoader, DetectsSourcesByContent) {
-    namespace fs = std::filesystem;
-    const std::string data = PLOTWRIGHT_TEST_DATA "/recordings";
-    EventDatabaseBuilder builder;
-    EventSourceLoader loader(builder);
-    loader.load(data + "/formats");
-    EXPECT_EQ(4u, builder.getEventCount());
-    // The recording describes the same trace points, so nothing is added and nothing conflicts.
-    loader.load(data + "/sched.data");
-    loader.load(data + "/formats/sched/sched_switch/format");
-    EXPECT_EQ(4u, builder.getEventCount());
-
-    fs::path dir = fs::temp_directory_path() / ("eventdb-test-" + std::to_string(::getpid()));
-    fs::create_directories(dir / "empty");
-    fs::copy_file(data + "/formats/sched/sched_wakeup/format", dir / "wakeup.txt");
-    std::ofstream(dir / "notes.txt") << "some text\n";
-    const std::string wakeup = (dir / "wakeup.txt").string();
-    EXPECT_EQ(wakeup + ": cannot tell the system of trace point sched_wakeup (the file does not lie in "
-                       "SYSTEM/sched_wakeup/); name it with -s SYSTEM",
-              errorOf([&] { loader.load(wakeup); }));
-    EventDatabaseBuilder other;
-    EventSourceLoader otherLoader(other);
-    otherLoader.setDefaultSystem("other");
-    otherLoader.load(wakeup);
-    EXPECT_EQ(1u, other.getEventCount());
-    EXPECT_EQ((dir / "notes.txt").string() + ": neither a perf.data file nor a trace point format text",
-              errorOf([&] { loader.load((dir / "notes.txt").string()); }));
-    EXPECT_EQ((dir / "empty").string() + ": no files named format in the directory",
-              errorOf([&] { loader.load((dir / "empty").string()); }));
-    EXPECT_EQ((dir / "missing").string() + ": No such file or directory",
-              errorOf([&] { loader.load((dir / "missing").string()); }));
-    fs::remove_all(dir);
 }
 
 TEST(EventDatabaseBuilder, WritesCommonAndOwnFields) {

@@ -30,27 +30,6 @@ TraceEventFormat parseFields(const std::string& fields) {
 
 } // namespace
 
-TEST(TraceFormatParser, ReadsTracefsFormat) {
-    std::string text = readFile(PLOTWRIGHT_TEST_DATA "/recordings/formats/sched/sched_switch/format");
-    TraceEventFormat format = parse(text);
-    EXPECT_EQ("sched_switch", format.name);
-    EXPECT_EQ(372u, format.id);
-    ASSERT_EQ(11u, format.fields.size());
-    const TraceEventFormat::Field& type = format.fields[0];
-    EXPECT_EQ("common_type", type.name);
-    EXPECT_EQ("unsigned short", type.type);
-    EXPECT_TRUE(type.isCommon());
-    EXPECT_STREQ("uint16_t", type.castType());
-    const TraceEventFormat::Field& comm = format.fields[4];
-    EXPECT_EQ("prev_comm", comm.name);
-    EXPECT_EQ("char[16]", comm.type);
-    EXPECT_EQ(8u, comm.offset);
-    EXPECT_EQ(16u, comm.size);
-    EXPECT_EQ(nullptr, comm.castType());
-    EXPECT_STREQ("int64_t", format.fields[7].castType()); // long prev_state
-    EXPECT_STREQ("int32_t", format.fields[5].castType()); // pid_t prev_pid
-}
-
 TEST(TraceFormatParser, DeclarationsAndCasts) {
     TraceEventFormat format = parseFields("\tfield:void * ptr;\toffset:8;\tsize:8;\tsigned:0;\n"
                                           "\tfield:const char *name;\toffset:16;\tsize:4;\tsigned:0;\n"
