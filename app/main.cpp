@@ -73,7 +73,9 @@ void reportOptionError(int option) {
     }
 }
 
-bool failed(const kestrel::JSOM& result) { return &result == &kestrel::JSOM::JERROR; }
+bool failed(const kestrel::JSOM& result) {
+    return result.isError();
+}
 
 // The settings of one run; paths left null are taken from the configuration.
 struct Settings {

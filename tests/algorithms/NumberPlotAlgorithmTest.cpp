@@ -83,7 +83,8 @@ const char* const COLUMNS = R"("columnDictionary":{"type":"map","map":{"value":{
 TEST_F(NumberPlotTest, StoreSelectsByExactNameOrRegisteredPrefix) {
     const std::string tail = R"(", "events": ["test:ev"], "valueField": "value"}})";
     for (const char* name : {"numberplot", "numberplot2", "numberplot with steps"}) {
-        EXPECT_NE(nullptr, dynamic_cast<NumberPlotAlgorithm*>(create(std::string(R"({"detail": {"algorithm": ")") + name + tail).get()))
+        EXPECT_NE(nullptr, dynamic_cast<NumberPlotAlgorithm*>(
+                               create(std::string(R"({"detail": {"algorithm": ")") + name + tail).get()))
             << name;
     }
     for (const char* name : {"NumberPlot", "number", "", "histogram"}) {

@@ -105,8 +105,7 @@ TEST(PerfInputRunnerTest, FeedsSamplesToAlgorithmsAndNamesThreadsFromCommRecords
     EXPECT_NE(std::string::npos, out.find(R"({"label":"renamed","pivot":{"common_tid":101})")) << out;
     EXPECT_NE(std::string::npos, out.find(R"("time":1,"type":"long","data":[[0,5]]})")) << out;
     // The renamed thread keeps the pid of its first comm record.
-    EXPECT_NE(std::string::npos,
-              out.find(R"("map":{"100":{"label":"proc"},"101":{"pid":100,"label":"renamed"}}})"))
+    EXPECT_NE(std::string::npos, out.find(R"("map":{"100":{"label":"proc"},"101":{"pid":100,"label":"renamed"}}})"))
         << out;
     EXPECT_LT(out.find("\"renamed\""), out.find("\"dictionaries\""));
 }
