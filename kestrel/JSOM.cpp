@@ -128,17 +128,23 @@ JSOM::JSOM(JSONData* node, JSONData* parentNode) : JSOM(node) {
 
 JSOM::JSOM(JSONData* parentNode, int index) : parent(parentNode), infoKind(INFO_INDEX) {
     info.index = index;
-    parent->retain();
+    if (parent) {
+        parent->retain();
+    }
 }
 
 JSOM::JSOM(JSONData* parentNode, const char* key) : parent(parentNode), infoKind(INFO_KEY_TEXT) {
     info.keyText = key;
-    parent->retain();
+    if (parent) {
+        parent->retain();
+    }
 }
 
 JSOM::JSOM(JSONData* parentNode, const std::string& key) : parent(parentNode), infoKind(INFO_KEY_STRING) {
     info.keyString = &key;
-    parent->retain();
+    if (parent) {
+        parent->retain();
+    }
 }
 
 JSOM::~JSOM() {

@@ -12,9 +12,9 @@ const std::uint64_t SAMPLE_IP = 0x1, SAMPLE_TID = 0x2, SAMPLE_TIME = 0x4, SAMPLE
 const std::size_t HEADER_SIZE = 104;
 
 template <typename T> void put(Bytes& out, T value) {
-    std::uint8_t bytes[sizeof(T)];
-    std::memcpy(bytes, &value, sizeof(T));
-    out.insert(out.end(), bytes, bytes + sizeof(T));
+    const std::size_t at = out.size();
+    out.resize(at + sizeof(T));
+    std::memcpy(out.data() + at, &value, sizeof(T));
 }
 
 // Writes the value at offset if it fits into the buffer; fields beyond a short attribute are left out.

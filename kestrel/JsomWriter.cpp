@@ -1,0 +1,427 @@
+#include "kestrel/JsomWriter.h"
+
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ostream>
+
+namespace kestrel {
+
+namespace {
+
+/// The longest text of one number.
+const int NUMBER_BUFFER = 256;
+
+const char INDENT_TEXT[] = "\n                                               ";
+static_assert(sizeof(INDENT_TEXT) == JsomWriter::MAX_INDENT + 2, "a line feed and the widest indentation");
+
+const uint64_t POWERS_OF_TEN[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
+
+/**
+ * Fixed notation with 1 to 9 decimals for a double whose value in units of the last decimal fits 64 bits
+ * (times and values of everyday size): the exact binary value times 10^precision is rounded to nearest, ties to even,
+ * in integer arithmetic, which is what printf does. Returns 0 when the value is outside this range.
+ */
+int formatFixedFast(char* buf, double d, int precision) {
+    if (precision < 1 || precision > 9 || !(d > -1e13 && d < 1e13)) {
+        return 0;
+    }
+    uint64_t bits;
+    memcpy(&bits, &d, sizeof(bits));
+    bool negative = (bits >> 63) != 0;
+    int exponent = static_cast<int>((bits >> 52) & 0x7FF);
+    uint64_t mantissa = bits & ((uint64_t(1) << 52) - 1);
+    if (exponent == 0) {
+        exponent = 1; // subnormal
+    } else {
+        mantissa |= uint64_t(1) << 52;
+    }
+    int shift = 1075 - exponent; // d == mantissa / 2^shift
+    uint64_t scale = POWERS_OF_TEN[precision];
+    // Below 1e13 the exponent keeps shift positive; the product stays below 2^83.
+    unsigned __int128 scaled = static_cast<unsigned __int128>(mantissa) * scale;
+    uint64_t units;
+    if (shift <= 0) {
+        return 0;
+    } else if (shift >= 100) {
+        units = 0; // far below half a unit of the last decimal
+    } else {
+        unsigned __int128 quotient = scaled >> shift;
+        unsigned __int128 remainder = scaled - (quotient << shift);
+        unsigned __int128 half = static_cast<unsigned __int128>(1) << (shift - 1);
+        if (remainder > half || (remainder == half && (quotient & 1) != 0)) {
+            ++quotient;
+        }
+        if ((quotient >> 64) != 0) {
+            return 0;
+        }
+        units = static_cast<uint64_t>(quotient);
+    }
+    char* p = buf;
+    if (negative) {
+        *p++ = '-';
+    }
+    p = std::to_chars(p, buf + NUMBER_BUFFER, units / scale).ptr;
+    *p++ = '.';
+    uint64_t fraction = units % scale;
+    for (int i = precision - 1; i >= 0; --i) {
+        p[i] = static_cast<char>('0' + fraction % 10);
+        fraction /= 10;
+    }
+    return static_cast<int>(p + precision - buf);
+}
+
+/**
+ * Formats a long double as printf would with the given format and precision. A value that is exactly a double
+ * (every value the program writes) goes through std::to_chars, which produces the same digits much faster;
+ * anything else falls back to the C library. Returns the length, at most NUMBER_BUFFER - 1.
+ */
+int formatNumber(char* buf, long double value, std::chars_format format, int precision) {
+    double d = static_cast<double>(value);
+    if (static_cast<long double>(d) == value) {
+        if (format == std::chars_format::fixed) {
+            int n = formatFixedFast(buf, d, precision);
+            if (n > 0) {
+                return n;
+            }
+        }
+        std::to_chars_result r = std::to_chars(buf, buf + NUMBER_BUFFER - 1, d, format, precision);
+        if (r.ec == std::errc()) {
+            return static_cast<int>(r.ptr - buf);
+        }
+    }
+    int n = snprintf(buf, NUMBER_BUFFER, format == std::chars_format::scientific ? "%.*Le" : "%.*Lf", precision, value);
+    if (n < 0) {
+        return 0;
+    }
+    return n < NUMBER_BUFFER ? n : NUMBER_BUFFER - 1;
+}
+
+template <class T> int formatInteger(char* buf, T value) {
+    return static_cast<int>(std::to_chars(buf, buf + NUMBER_BUFFER, value).ptr - buf);
+}
+
+void reportInvalidSequence(const char* operation, char state) {
+    fprintf(stderr, "ERROR: JsonWriter::%s() Invalid sequence. state: %c\n", operation, state);
+    fflush(stderr);
+}
+
+void reportNoContainer(const char* operation, const char* container, char state) {
+    fprintf(stderr, "ERROR: JsonWriter::%s() No current %s on stack. state: %c\n", operation, container, state);
+    fflush(stderr);
+}
+
+} // namespace
+
+JsomWriter::JsomWriter(std::ostream* stream) : out(stream) {}
+
+JsomWriter::~JsomWriter() {
+    end();
+}
+
+// ---- Low-level output ----
+
+void JsomWriter::write(const char* text, int length) {
+    if (length <= 0) {
+        return;
+    }
+    column += length;
+    // Straight to the stream buffer: a sentry per token would cost more than the token itself.
+    if (out && out->rdbuf()->sputn(text, length) != length) {
+        out->setstate(std::ios::badbit);
+    }
+}
+
+void JsomWriter::writeChar(char c) {
+    ++column;
+    if (out && std::ostream::traits_type::eq_int_type(out->rdbuf()->sputc(c), std::ostream::traits_type::eof())) {
+        out->setstate(std::ios::badbit);
+    }
+}
+
+void JsomWriter::indent() {
+    if (state == 0) {
+        writeChar('\n');
+        column = 0;
+        return;
+    }
+    int depth = static_cast<int>(stateStack.size()) + 1;
+    write(INDENT_TEXT, 1 + (depth < MAX_INDENT ? depth : MAX_INDENT));
+}
+
+void JsomWriter::quote(const char* text, int length, bool verbatim) {
+    if (!text) {
+        write("null", 4);
+        return;
+    }
+    writeChar('"');
+    if (verbatim) {
+        write(text, length);
+    } else {
+        const char* run = text;
+        const char* end = text + (length > 0 ? length : 0);
+        for (const char* p = text; p < end; ++p) {
+            const char* rep;
+            switch (*p) {
+            case '\b':
+                rep = "\\b";
+                break;
+            case '\t':
+                rep = "\\t";
+                break;
+            case '\n':
+                rep = "\\n";
+                break;
+            case '\f':
+                rep = "\\f";
+                break;
+            case '\r':
+                rep = "\\r";
+                break;
+            case '"':
+                rep = "\\\"";
+                break;
+            case '\\':
+                rep = "\\\\";
+                break;
+            default:
+                continue;
+            }
+            write(run, static_cast<int>(p - run));
+            write(rep, 2);
+            run = p + 1;
+        }
+        write(run, static_cast<int>(end - run));
+    }
+    writeChar('"');
+}
+
+// ---- State ----
+
+void JsomWriter::pushState(char c) {
+    if (state != 0) {
+        stateStack.push_back(state);
+    }
+    state = c;
+}
+
+void JsomWriter::popState() {
+    if (stateStack.empty()) {
+        state = 0;
+    } else {
+        state = stateStack.back();
+        stateStack.pop_back();
+    }
+}
+
+/// Everything a value needs before it: the separator, the layout whitespace and the line-length break.
+/// False (after the report) when a value is not allowed here.
+bool JsomWriter::_prologue(const char* operation) {
+    if (state == '{' || state == '}') {
+        reportInvalidSequence(operation, state);
+        return false;
+    }
+    if (state == ':') {
+        popState();
+    }
+    if (state == '[') {
+        state = ']';
+    } else if (state == ']') {
+        writeChar(',');
+    }
+    if (whitespace) {
+        if (state == '{' || state == '}') {
+            writeChar(' ');
+        } else if (state != 0) {
+            indent();
+        }
+    }
+    if (column >= MAX_LINE_LENGTH) {
+        writeChar('\n');
+        column = 0;
+    }
+    return true;
+}
+
+// ---- Containers ----
+
+void JsomWriter::startObject() {
+    if (_prologue("startObject")) {
+        writeChar('{');
+        pushState('{');
+    }
+}
+
+void JsomWriter::startArray() {
+    if (_prologue("startArray")) {
+        writeChar('[');
+        pushState('[');
+    }
+}
+
+void JsomWriter::endObject() {
+    if (state != '{' && state != '}') {
+        reportNoContainer("endObject", "object", state);
+        return;
+    }
+    popState();
+    if (whitespace) {
+        indent();
+    }
+    writeChar('}');
+}
+
+void JsomWriter::endArray() {
+    if (state != '[' && state != ']') {
+        reportNoContainer("endArray", "array", state);
+        return;
+    }
+    popState();
+    if (whitespace) {
+        indent();
+    }
+    writeChar(']');
+}
+
+void JsomWriter::appendLabel(const char* label, int length, bool verbatim) {
+    if (state != '{' && state != '}') {
+        reportNoContainer("appendLabel", "object", state);
+        return;
+    }
+    if (state == '}') {
+        writeChar(',');
+    } else {
+        state = '}';
+    }
+    if (whitespace) {
+        indent();
+    }
+    quote(label, length, verbatim);
+    writeChar(':');
+    pushState(':');
+}
+
+void JsomWriter::appendLabel(const char* label, bool verbatim) {
+    appendLabel(label, label ? static_cast<int>(strlen(label)) : 0, verbatim);
+}
+
+// ---- Values ----
+
+void JsomWriter::appendNull() {
+    if (_prologue("appendNull")) {
+        write("null", 4);
+    }
+}
+
+void JsomWriter::appendBoolean(bool value) {
+    if (_prologue("appendBoolean")) {
+        if (value) {
+            write("true", 4);
+        } else {
+            write("false", 5);
+        }
+    }
+}
+
+void JsomWriter::appendString(const char* text, int length, bool verbatim) {
+    if (_prologue("appendString")) {
+        quote(text, length, verbatim);
+    }
+}
+
+void JsomWriter::appendString(const std::string& text, bool verbatim) {
+    if (_prologue("appendString")) {
+        quote(text.data(), static_cast<int>(text.size()), verbatim);
+    }
+}
+
+void JsomWriter::appendLong(long long value) {
+    if (_prologue("appendLong")) {
+        char buf[NUMBER_BUFFER];
+        write(buf, formatInteger(buf, value));
+    }
+}
+
+void JsomWriter::appendUnsignedLong(unsigned long long value) {
+    if (_prologue("appendUnsignedLong")) {
+        char buf[NUMBER_BUFFER];
+        write(buf, formatInteger(buf, value));
+    }
+}
+
+void JsomWriter::appendInt(int value) {
+    if (_prologue("appendInt")) {
+        char buf[NUMBER_BUFFER];
+        write(buf, formatInteger(buf, value));
+    }
+}
+
+void JsomWriter::appendUnsignedInt(unsigned int value) {
+    if (_prologue("appendUnsignedInt")) {
+        char buf[NUMBER_BUFFER];
+        write(buf, formatInteger(buf, value));
+    }
+}
+
+void JsomWriter::appendDouble(long double value, int precision) {
+    if (!_prologue("appendDouble")) {
+        return;
+    }
+    char buf[NUMBER_BUFFER];
+    int length;
+    if (value > 1e16L || value < -1e16L) {
+        // Large magnitudes in exponent notation with six decimals (infinities land here too).
+        length = formatNumber(buf, value, std::chars_format::scientific, 6);
+    } else if (precision != 0) {
+        length = formatNumber(buf, value, std::chars_format::fixed, precision < 0 ? 6 : precision);
+        if (length > precision + 1) {
+            while (length > 1 && buf[length - 1] == '0') {
+                --length;
+            }
+            if (length > 1 && buf[length - 1] == '.') {
+                --length;
+            }
+        }
+    } else {
+        length = formatNumber(buf, value, std::chars_format::fixed, 6);
+    }
+    write(buf, length);
+}
+
+void JsomWriter::appendJsonValue(const char* text, int length) {
+    if (_prologue("appendJsonValue")) {
+        if (text) {
+            write(text, length);
+        } else {
+            write("null", 4);
+        }
+    }
+}
+
+// ---- Finishing ----
+
+void JsomWriter::end() {
+    if (state == ':') {
+        appendNull();
+    }
+    while (state != 0) {
+        char closed = state;
+        popState();
+        if (whitespace) {
+            indent();
+        }
+        writeChar(closed == '{' || closed == '}' ? '}' : ']');
+    }
+    stateStack.clear();
+    state = 0;
+    flush();
+}
+
+void JsomWriter::flush() {
+    if (out) {
+        out->flush();
+    }
+}
+
+} // namespace kestrel
