@@ -45,6 +45,16 @@ cmp -s "$work/from-recording.json" "$work/from-formats.json" ||
 cmp -s "$expected/sched-compact.json" "$work/from-recording.json" ||
     fail "the compact database differs from $expected/sched-compact.json"
 
+# The converter, given the generated database instead of the hand-written one, gives the expected output.
+cat >"$work/plotwright.conf" <<CONF
+{"whitespace": true, "eventDatabase": "$work/from-recording.json", "inputPerfFile": "$data/recordings/sched.data",
+ "inputChannelFile": "$data/e2e/channels.json"}
+CONF
+"$plotwright" -c "$work/plotwright.conf" -o "$work/plot.json" >"$work/plotwright.log" 2>&1 ||
+    fail "plotwright failed with the generated database: $(cat "$work/plotwright.log")"
+cmp -s "$data/e2e/sched-expected.json" "$work/plot.json" ||
+    fail "plotwright with the generated database differs from $data/e2e/sched-expected.json"
+
 # Pretty layout through -o; several sources describing the same trace points add nothing.
 "$eventdb" -p -o "$work/pretty.json" "$data/recordings/sched.data" "$data/recordings/formats" \
     "$data/recordings/single.data" >"$work/stdout" 2>"$work/stderr" || fail "pretty run failed: $(cat "$work/stderr")"
