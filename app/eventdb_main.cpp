@@ -1,0 +1,127 @@
+// plotwright-eventdb: writes the event database that plotwright decodes trace point samples with, from the
+// trace point formats a recording carries or tracefs publishes.
+
+#include "perfevents/EventDatabaseBuilder.h"
+#include "perfevents/EventSourceLoader.h"
+#include "perfevents/TraceFormatParser.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+const char* const PROGRAM = "plotwright-eventdb";
+
+void printUsage() {
+    std::cout << "Usage: " << PROGRAM
+              << " [-p] [-o FILE] [-s SYSTEM] SOURCE...\n"
+                 "Writes the event database (JSON) with which plotwright decodes the trace points described by\n"
+                 "the sources. A source is, told by its content:\n"
+                 "  a perf.data file             the formats of the trace points it recorded\n"
+                 "  a format file                as tracefs' events/SYSTEM/EVENT/format\n"
+                 "  a directory                  every file named format below it, for example\n"
+                 "                               /sys/kernel/tracing/events/sched\n"
+                 "Options:\n"
+                 "  -o FILE    write to FILE instead of standard output (nothing is written on error)\n"
+                 "  -p         pretty layout: one member per line, indented\n"
+                 "  -s SYSTEM  the system of format files that do not lie in SYSTEM/EVENT/format\n"
+                 "  -h         show this help\n"
+                 "Fields without a reader type (arrays, __data_loc strings) are listed without \"cast\": they are\n"
+                 "documented but cannot be plotted.\n";
+}
+
+int fail(const std::string& message) {
+    std::cerr << PROGRAM << ": " << message << std::endl;
+    return 1;
+}
+
+// Writes the text to the file; returns an empty string or the reason of the failure.
+std::string writeFile(const std::string& path, const std::string& text) {
+    errno = 0;
+    std::ofstream out(path, std::ios::out | std::ios::binary | std::ios::trunc);
+    if (!out.is_open()) {
+        return errno ? std::strerror(errno) : "cannot open";
+    }
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+    out.close();
+    if (!out) {
+        std::string reason = errno ? std::strerror(errno) : "write error";
+        std::remove(path.c_str()); // no partial database
+        return reason;
+    }
+    return std::string();
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    std::string outputPath;
+    std::string defaultSystem;
+    bool pretty = false;
+    opterr = 0;
+    int option;
+    while ((option = getopt(argc, argv, ":ho:ps:")) != -1) {
+        switch (option) {
+        case 'h':
+            printUsage();
+            return 0;
+        case 'o':
+            outputPath = optarg;
+            break;
+        case 'p':
+            pretty = true;
+            break;
+        case 's':
+            defaultSystem = optarg;
+            break;
+        case ':':
+            return fail(std::string("option -") + static_cast<char>(optopt) + " needs an argument (see -h)");
+        default:
+            return fail(std::string("unknown option -") + static_cast<char>(optopt) + " (see -h)");
+        }
+    }
+    if (!defaultSystem.empty() && !perfevents::TraceFormatParser::isValidName(defaultSystem)) {
+        return fail("invalid system name \"" + defaultSystem + "\": use letters, digits, '_', '-' and '.'");
+    }
+    if (optind >= argc) {
+        return fail("no source given: name perf.data files, format files or directories (see -h)");
+    }
+
+    std::string database;
+    try {
+        perfevents::EventDatabaseBuilder builder;
+        perfevents::EventSourceLoader loader(builder);
+        loader.setDefaultSystem(defaultSystem);
+        for (int i = optind; i < argc; ++i) {
+            loader.load(argv[i]);
+        }
+        std::ostringstream text;
+        builder.write(text, pretty);
+        text << '\n';
+        database = text.str();
+    } catch (const std::exception& e) {
+        return fail(e.what());
+    }
+
+    if (outputPath.empty()) {
+        std::cout.write(database.data(), static_cast<std::streamsize>(database.size()));
+        std::cout.flush();
+        if (!std::cout) {
+            return fail("cannot write to standard output");
+        }
+    } else {
+        std::string problem = writeFile(outputPath, database);
+        if (!problem.empty()) {
+            return fail(outputPath + ": cannot write: " + problem);
+        }
+    }
+    return 0;
+}

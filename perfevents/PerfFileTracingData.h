@@ -1,0 +1,33 @@
+#ifndef PERFEVENTS_PERFFILETRACINGDATA_H
+#define PERFEVENTS_PERFFILETRACINGDATA_H
+
+#include <cstddef>
+#include <istream>
+#include <vector>
+
+namespace perfevents {
+
+/**
+ * Finds the tracing data section of a perf.data file: the header's feature bitmap says whether the file has
+ * one, and the table of feature sections behind the data section says where it lies. Every offset and size is
+ * checked against the file's size; a file that is not a perf.data file, lacks the section or is damaged is
+ * reported with std::runtime_error.
+ */
+class PerfFileTracingData {
+public:
+    /** The feature bit of the tracing data section. */
+    static const unsigned FEATURE_TRACING_DATA = 1;
+
+    /** Whether the first bytes of a file are the magic of a perf.data file (either byte order). */
+    static bool isPerfFile(const char* head, size_t length);
+
+    /** Reads the tracing data section of the perf.data file on the stream; throws std::runtime_error. */
+    static std::vector<unsigned char> read(std::istream& in);
+
+private:
+    static void _readAt(std::istream& in, unsigned long long offset, void* buffer, size_t count);
+};
+
+} // namespace perfevents
+
+#endif

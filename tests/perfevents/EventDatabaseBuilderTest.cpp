@@ -1,0 +1,105 @@
+#include "perfevents/EventDatabaseBuilder.h"
+#include "perfevents/EventSourceLoader.h"
+#include "perfevents/NumericTracePointField.h"
+#include "perfevents/TraceFormatParser.h"
+#include "perfevents/TracePointFieldStore.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+
+using perfevents::EventDatabaseBuilder;
+using perfevents::TraceEventFormat;
+
+namespace {
+
+const char* const COMMON = "\tfield:unsigned short common_type;\toffset:0;\tsize:2;\tsigned:0;\n"
+                           "\tfield:int common_pid;\toffset:4;\tsize:4;\tsigned:1;\n";
+
+TraceEventFormat event(const std::string& name, int id, const std::string& fields) {
+    std::string text = "name: " + name + "\nID: " + std::to_string(id) + "\nformat:\n" + fields;
+    TraceEventFormat format = perfevents::TraceFormatParser::parse(text.data(), text.size());
+    format.system = "test";
+    return format;
+}
+
+std::string errorOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const std::runtime_error& e) {
+        return e.what();
+    }
+    return "no error";
+}
+
+} // namespace
+
+TEST(EventDatabaseBuilder, RejectsConflictingDescriptions) {
+    EventDatabaseBuilder builder;
+    builder.addEvent(event("a", 1, COMMON), "one");
+    builder.addEvent(event("a", 1, COMMON), "two");
+    EXPECT_EQ(1u, builder.getEventCount());
+    EXPECT_EQ("trace point test:a is described differently in one and in three",
+              errorOf([&] { builder.addEvent(event("a", 2, COMMON), "three"); }));
+    EXPECT_EQ("trace points test:a (one) and test:b (four) have the same id 1",
+              errorOf([&] { builder.addEvent(event("b", 1, COMMON), "four"); }));
+    std::string otherCommon = "\tfield:unsigned short common_type;\toffset:0;\tsize:2;\tsigned:0;\n"
+                              "\tfield:long common_pid;\toffset:8;\tsize:8;\tsigned:1;\n";
+    EXPECT_EQ("the common fields of trace points test:a (one) and test:c (five) disagree: int common_pid (offset 4, "
+              "size 4, signed) against long common_pid (offset 8, size 8, signed)",
+              errorOf([&] { builder.addEvent(event("c", 3, otherCommon), "five"); }));
+    EXPECT_EQ("the common fields of trace points test:a (one) and test:d (six) disagree: common_pid is missing in "
+              "the second",
+              errorOf([&] {
+                  builder.addEvent(event("d", 4, "\tfield:unsigned short common_type;\toffset:0;\tsize:2;\n"), "six");
+              }));
+    EXPECT_EQ(1u, builder.getEventCount());
+}
+
+TEST(EventDatabaseBuilder, WritesCommonAndOwnFields) {
+    EventDatabaseBuilder builder;
+    builder.addEvent(event("b", 2,
+                           std::string(COMMON) + "\tfield:char name[8];\toffset:8;\tsize:8;\tsigned:1;\n"
+                                                 "\tfield:void * where;\toffset:16;\tsize:8;\tsigned:0;\n"),
+                     "one");
+    builder.addEvent(event("a", 1, COMMON), "two");
+    std::ostringstream compact;
+    builder.write(compact, false);
+    EXPECT_EQ("{\"events\":{\"test:a\":{\"id\":1,\"fields\":{}},\"test:b\":{\"id\":2,\"fields\":{"
+              "\"name\":{\"type\":\"char[8]\",\"offset\":8,\"size\":8},"
+              "\"where\":{\"type\":\"void *\",\"offset\":16,\"size\":8,\"cast\":\"address64_t\"}}}},"
+              "\"common\":{\"fields\":{"
+              "\"common_type\":{\"type\":\"unsigned short\",\"offset\":0,\"size\":2,\"cast\":\"uint16_t\"},"
+              "\"common_pid\":{\"type\":\"int\",\"offset\":4,\"size\":4,\"cast\":\"int32_t\"},"
+              "\"common_tid\":{\"type\":\"__ancillary_tid\"},\"common_cpu\":{\"type\":\"__ancillary_cpu\"}}}}",
+              compact.str());
+}
+
+TEST(EventDatabaseBuilder, GeneratedDatabaseLoadsIntoTheFieldStore) {
+    EventDatabaseBuilder builder;
+    perfevents::EventSourceLoader(builder).load(PLOTWRIGHT_TEST_DATA "/recordings/sched.data");
+    std::ostringstream text;
+    builder.write(text, false);
+    kestrel::JSOM database;
+    database.fromString(text.str());
+    perfevents::TracePointFieldStore store;
+    store.setEventDatabase(database);
+
+    EXPECT_EQ(372, store.getEventID("sched:sched_switch"));
+    std::unique_ptr<perfevents::NumericTracePointField> pid(store.createNumericField("sched:sched_switch", "next_pid"));
+    ASSERT_NE(nullptr, pid);
+    EXPECT_EQ(56u, pid->getOffset());
+    EXPECT_EQ(4u, pid->getSize());
+    EXPECT_STREQ("int32_t", pid->getTypeName());
+    std::unique_ptr<perfevents::NumericTracePointField> type(store.createNumericField("common", "common_type"));
+    ASSERT_NE(nullptr, type);
+    EXPECT_STREQ("uint16_t", type->getTypeName());
+    std::unique_ptr<perfevents::NumericTracePointField> cpu(
+        store.createNumericField("sched:sched_wakeup", "common_cpu"));
+    ASSERT_NE(nullptr, cpu);
+    EXPECT_EQ(nullptr, std::unique_ptr<perfevents::TracePointField>(store.createTracePointField(
+                           "sched:sched_switch", "prev_comm", perfevents::TracePointFieldStore::BASETYPE_ANY)));
+}
