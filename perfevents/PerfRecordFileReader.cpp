@@ -38,7 +38,16 @@ std::ostream& operator<<(std::ostream& out, const Hex8& hex) {
 
 void handleError(const char* message) {
     readerLogger()->errorf("%s", message);
-    throw std::ios_base::failure(message);
+    // The library's failure appends ": iostream error" to what(); callers log the text, so keep it exact.
+    class Failure : public std::ios_base::failure {
+    public:
+        explicit Failure(const char* message) : std::ios_base::failure(message), text(message) {}
+        const char* what() const noexcept override { return text.c_str(); }
+
+    private:
+        std::string text;
+    };
+    throw Failure(message);
 }
 
 PerfRecordFileReader::PerfRecordFileReader(std::ifstream& input, bool decode)
