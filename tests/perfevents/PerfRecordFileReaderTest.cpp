@@ -28,7 +28,7 @@ PerfDataWriter oneAttribute() {
 // The text of the failure the reader throws for the file, or "" when it opens.
 std::string openError(const perfdatawriter::Bytes& bytes, bool decode = true) {
     std::ifstream input;
-    PerfRecordFileReader::openPerfRecordFile(input, perftest::writeTempFile("reader.data", bytes));
+    perftest::openTemp(input, bytes);
     try {
         PerfRecordFileReader reader(input, decode);
     } catch (const std::ios_base::failure& failure) {
@@ -39,7 +39,7 @@ std::string openError(const perfdatawriter::Bytes& bytes, bool decode = true) {
 
 std::string walk(const PerfDataWriter& writer, Collector& collector) {
     std::ifstream input;
-    PerfRecordFileReader::openPerfRecordFile(input, perftest::writeTempFile("reader.data", writer.build()));
+    perftest::openTemp(input, writer.build());
     PerfRecordFileReader reader(input, true);
     testing::internal::CaptureStdout();
     reader.parseEvents(collector);
@@ -107,7 +107,7 @@ TEST(PerfRecordFileReaderTest, AttributesIdsAndEventTypesAreRead) {
     writer.addEventType(372, "sched:sched_switch");
     writer.addEventType(373, std::string(64, 'x'));
     std::ifstream input;
-    PerfRecordFileReader::openPerfRecordFile(input, perftest::writeTempFile("reader.data", writer.build()));
+    perftest::openTemp(input, writer.build());
     PerfRecordFileReader reader(input, true);
     ASSERT_EQ(2u, reader.getAttributes().size());
     EXPECT_TRUE(reader.getAttributes()[1].isAssociatedWithId(41));

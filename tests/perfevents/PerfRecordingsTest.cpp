@@ -143,14 +143,15 @@ TEST(PerfRecordingsTest, DamagedCopiesNeverCrashTheReader) {
             damaged.push_back(original);
             damaged.back()[at] ^= at % 2 ? 0x80 : 0xFF;
         }
-        const std::string path = perftest::writeTempFile("damaged.data", {});
         perftest::QuietLogs quiet;
         for (const perfdatawriter::Bytes& bytes : damaged) {
-            perftest::writeTempFile("damaged.data", bytes);
             for (bool decode : {true, false}) {
                 Collector collector;
                 try {
-                    walk(path, decode, collector);
+                    std::ifstream input;
+                    ASSERT_TRUE(perftest::openTemp(input, bytes));
+                    PerfRecordFileReader reader(input, decode);
+                    reader.parseEvents(collector);
                     EXPECT_EQ(1, collector.closes);
                 } catch (const std::exception&) {
                     EXPECT_EQ(0, collector.closes);
