@@ -76,12 +76,6 @@ logline='[A-Z][a-z]{2} [0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} \[[A-Za-z]+
 tail -n 1 shared.log | grep -qE "[0-9]{3} \[main\]: INFO Conversion completed in [0-9.]+ seconds\.$" ||
     fail "the completion line does not end standard output"
 
-# A clock start time: series times are the start time, every point lies at or after it.
-run late -c pretty.conf -o late.json -s 1990.655
-grep -q '"time": 1990.655,' late.json || fail "-s does not set the series time"
-grep -q '^ *-' late.json && fail "-s let through a point before the start"
-grep -q '"label": "sh"' late.json || fail "comm records before -s no longer name threads"
-
 # No usable channel, or no common_type field: an empty document, status 0.
 echo '[{"detail": {"type": "other"}}]' >nochannels.json
 run empty -c "$E2E_DATA/plotwright.conf" -l nochannels.json -o empty.json
