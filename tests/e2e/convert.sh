@@ -76,12 +76,6 @@ logline='[A-Z][a-z]{2} [0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} \[[A-Za-z]+
 tail -n 1 shared.log | grep -qE "[0-9]{3} \[main\]: INFO Conversion completed in [0-9.]+ seconds\.$" ||
     fail "the completion line does not end standard output"
 
-# A clock start time: series times are the start time, every point lies at or after it.
-run late -c pretty.conf -o late.json -s 1990.655
-grep -q '"time": 1990.655,' late.json || fail "-s does not set the series time"
-grep -q '^ *-' late.json && fail "-s let through a point before the start"
-grep -q '"label": "sh"' late.json || fail "comm records before -s no longer name threads"
-
 # No usable channel, or no common_type field: an empty document, status 0.
 echo '[{"detail": {"type": "other"}}]' >nochannels.json
 run empty -c "$E2E_DATA/plotwright.conf" -l nochannels.json -o empty.json
@@ -99,5 +93,13 @@ head -c 300 /dev/zero >zero.data
 run notperf -c "$E2E_DATA/plotwright.conf" -i zero.data -o notperf.json
 [ "$(cat notperf.json)" = "[]" ] || fail "unreadable input: output [$(cat notperf.json)], expected []"
 grep -q '\[PerfRecordFileReader\]: ERROR Invalid header size' notperf.log || fail "the reader's error is not logged"
+
+# A valid header without any attribute: the reader gives up with its own exception, logged at ERROR.
+le64() { for i in 0 1 2 3 4 5 6 7; do printf "\\$(printf '%03o' $((($1 >> (8 * i)) & 255)))"; done; }
+{ printf PERFILE2; for v in 104 112 104 0 104 0 104 0 0 0 0 0; do le64 $v; done; head -c 152 /dev/zero; } >noattr.data
+run noattr -c "$E2E_DATA/plotwright.conf" -i noattr.data -o noattr.json
+[ "$(cat noattr.json)" = "[]" ] || fail "input without attributes: output [$(cat noattr.json)], expected []"
+grep -q '\[PerfInputRunner\]: ERROR 0x[0-9a-f]* Cannot read the input: At least one PerfEventAttribute' noattr.log ||
+    fail "an input without attributes is not reported: $(cat noattr.log)"
 
 exit $((failures != 0))
