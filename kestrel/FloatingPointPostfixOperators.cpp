@@ -1,0 +1,7 @@
+#include "kestrel/FloatingPointPostfixOperators.h"
+
+namespace kestrel {
+
+template class FloatingPointPostfixOperators<double>;
+
+} // namespace kestrel

@@ -1,0 +1,7 @@
+#include "kestrel/PostfixInstructions.h"
+
+namespace kestrel {
+
+template class PostfixInstructions<double>;
+
+} // namespace kestrel

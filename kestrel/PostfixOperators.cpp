@@ -1,0 +1,7 @@
+#include "kestrel/PostfixOperators.h"
+
+namespace kestrel {
+
+template class PostfixOperators<double>;
+
+} // namespace kestrel

@@ -1,0 +1,7 @@
+#include "kestrel/PostfixOperatorsBase.h"
+
+namespace kestrel {
+
+template class PostfixOperatorsBase<double>;
+
+} // namespace kestrel

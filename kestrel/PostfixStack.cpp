@@ -1,0 +1,7 @@
+#include "kestrel/PostfixStack.h"
+
+namespace kestrel {
+
+template class PostfixStack<double>;
+
+} // namespace kestrel
