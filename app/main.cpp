@@ -1,2 +1,236 @@
-// Entry point of the converter; the command line and run driver are filled in with the conversion.
-int main() { return 0; }
+// plotwright: converts a perf.data recording into generic plot data.
+
+#include "app/PerfInputRunner.h"
+#include "kestrel/FileLogAdapterFactory.h"
+#include "kestrel/JSOM.h"
+#include "kestrel/JsomWriter.h"
+#include "kestrel/LogAdapterStore.h"
+#include "kestrel/Logger.h"
+#include "kestrel/Time.h"
+#include "kestrel/TimeConverter.h"
+#include "perfevents/TracePointFieldStore.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <unistd.h>
+
+#ifndef PLOTWRIGHT_BUILD_DATE
+#define PLOTWRIGHT_BUILD_DATE __DATE__
+#endif
+#ifndef PLOTWRIGHT_BUILD_TIME
+#define PLOTWRIGHT_BUILD_TIME __TIME__
+#endif
+
+namespace {
+
+const char* const OPTIONS = "hc:s:o:d:i:aA:B:C:l:";
+const char* const OPTIONS_WITH_ARGUMENT = "csodiABCl";
+
+// The build date as "Mmm dd yyyy" with the day padded by a space rather than a zero.
+std::string buildDate() {
+    std::string date = PLOTWRIGHT_BUILD_DATE;
+    if (date.size() > 4 && date[4] == '0') {
+        date[4] = ' ';
+    }
+    return date;
+}
+
+void printHelp() {
+    printf("plotwright - converts raw Perf data to generic plot data. Built %s %s\n", buildDate().c_str(),
+           PLOTWRIGHT_BUILD_TIME);
+    printf(" USAGE plotwright [options]\n");
+    printf("       -h          show this help\n");
+    printf("       -c file     the configuration file (default plotwright.conf)\n");
+    printf("       -s time     Clock start time in seconds\n");
+    printf("       -d duration Clock duration in seconds\n");
+    printf("       -i file     Input perf data file\n");
+    printf("       -l file     Input channel info file (plotwright-channels.json)\n");
+    printf("       -o file     Output file (stdout)\n");
+    printf("       -a          Append output file\n");
+    printf("       -A number   Time conversion from data to clock multiplier or skew (1.0)\n");
+    printf("       -B number   Time conversion from data to clock offset (0.0)\n");
+    printf("       -C number   Time conversion from data to clock base (0.0)\n");
+    printf(" TIME\n\n");
+    printf("   clockStartTime(-s) = the clock time to start collection.\n\n");
+    printf("   dataStartTime = the time to start collection, adjusted for input time stamps.\n");
+    printf("                 = (clockStartTime(-s) - offset(-B)) / skew(-A) + base(-C)\n");
+}
+
+void reportOptionError(int option) {
+    if (option != 0 && strchr(OPTIONS_WITH_ARGUMENT, option) != nullptr) {
+        fprintf(stderr, "Option -%c requires an argument.\n", option);
+    } else if (isprint(option)) {
+        fprintf(stderr, "Unknown option `-%c'.\n", option);
+    } else {
+        fprintf(stderr, "Unknown option character `%x'.\n", static_cast<unsigned int>(option));
+    }
+}
+
+bool failed(const kestrel::JSOM& result) { return &result == &kestrel::JSOM::JERROR; }
+
+// The settings of one run; paths left null are taken from the configuration.
+struct Settings {
+    const char* configFile = "plotwright.conf";
+    const char* inputFile = nullptr;
+    const char* channelFile = nullptr;
+    const char* outputFile = nullptr;
+    bool append = false;
+    double clockStart = 0.0;
+    double duration = 0.0;
+    double skew = 1.0;
+    double offset = 0.0;
+    double base = 0.0;
+};
+
+// Reads the options; returns -1 to go on, otherwise the exit status.
+int readOptions(int argc, char** argv, Settings& settings) {
+    opterr = 0;
+    int option;
+    while ((option = getopt(argc, argv, OPTIONS)) != -1) {
+        switch (option) {
+        case 'h':
+            printHelp();
+            return 1;
+        case 'c':
+            settings.configFile = optarg;
+            break;
+        case 'i':
+            settings.inputFile = optarg;
+            break;
+        case 'l':
+            settings.channelFile = optarg;
+            break;
+        case 'o':
+            settings.outputFile = optarg;
+            break;
+        case 'a':
+            settings.append = true;
+            break;
+        case 's':
+            settings.clockStart = strtod(optarg, nullptr);
+            break;
+        case 'd':
+            settings.duration = strtod(optarg, nullptr);
+            break;
+        case 'A':
+            settings.skew = strtod(optarg, nullptr);
+            break;
+        case 'B':
+            settings.offset = strtod(optarg, nullptr);
+            break;
+        case 'C':
+            settings.base = strtod(optarg, nullptr);
+            break;
+        default:
+            reportOptionError(optopt);
+            return 1;
+        }
+    }
+    return -1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const double startTime = getNow();
+
+    Settings settings;
+    const int status = readOptions(argc, argv, settings);
+    if (status >= 0) {
+        return status;
+    }
+
+    kestrel::LogAdapterStore::addFactory("file", new kestrel::FileLogAdapterFactory("file"));
+
+    kestrel::JSOM config;
+    if (failed(config.fromFile(settings.configFile))) {
+        fprintf(stderr, "Could not load configuration file %s\n", settings.configFile);
+        return 1;
+    }
+    config.expandValues();
+
+    kestrel::JSOM logConfig = config["log"];
+    if (logConfig.isObject()) {
+        kestrel::Logger::useConfig(logConfig);
+    }
+    kestrel::Logger* logger = kestrel::Logger::getLogger("main");
+
+    kestrel::JSOM eventDatabase = config["eventDatabase"];
+    if (!eventDatabase.isString()) {
+        logger->errorf("Could not load event database path from configuration file %s, aborting...",
+                       settings.configFile);
+        return 1;
+    }
+    const std::string eventDatabasePath = eventDatabase.stringValue(kestrel::JSOM::EMPTY_STRING);
+    perfevents::TracePointFieldStore fields;
+    if (fields.loadEventDatabase(eventDatabasePath.c_str()) != 0) {
+        logger->errorf("Could not load event database %s, aborting..", eventDatabasePath.c_str());
+        return 1;
+    }
+
+    if (settings.inputFile == nullptr) {
+        settings.inputFile = config["inputPerfFile"].stringValuePtr(nullptr);
+    }
+    if (settings.channelFile == nullptr) {
+        settings.channelFile = config["inputChannelFile"].stringValuePtr("plotwright-channels.json");
+    }
+    if (settings.outputFile == nullptr) {
+        settings.outputFile = config["outputFile"].stringValuePtr(nullptr);
+        if (settings.outputFile != nullptr) {
+            settings.append = config["appendOutput"].booleanValue(false);
+        }
+    }
+
+    kestrel::JSOM channels;
+    if (failed(channels.fromFile(settings.channelFile))) {
+        logger->errorf("Cannot read channel information from %s, aborting..", settings.channelFile);
+        return 1;
+    }
+
+    if (settings.inputFile == nullptr) {
+        logger->errorf("No input file specified, aborting..");
+        return 1;
+    }
+    std::ifstream input(settings.inputFile, std::ios::in | std::ios::binary);
+    if (!input.is_open()) {
+        logger->errorf("Cannot open %s for reading, aborting..", settings.inputFile);
+        return 1;
+    }
+
+    std::ofstream outputFile;
+    std::ostream* output = &std::cout;
+    if (settings.outputFile != nullptr) {
+        outputFile.open(settings.outputFile,
+                        settings.append ? std::ios::out | std::ios::app : std::ios::out | std::ios::trunc);
+        if (!outputFile.is_open()) {
+            input.close();
+            logger->errorf("Cannot open %s for writing, aborting..", settings.outputFile);
+            return 1;
+        }
+        output = &outputFile;
+    }
+
+    kestrel::TimeConverter timeConverter;
+    timeConverter.setup(settings.clockStart, settings.duration, settings.skew, settings.offset, settings.base);
+
+    kestrel::JsomWriter* writer = new kestrel::JsomWriter(output);
+    writer->whitespace = config["whitespace"].booleanValue(false);
+
+    PerfInputRunner* runner = new PerfInputRunner(channels, &input, fields, &timeConverter, writer);
+
+    // Destroying the writer closes whatever the runner left open and flushes the output.
+    delete writer;
+    input.close();
+    if (outputFile.is_open()) {
+        outputFile.close();
+    }
+
+    logger->infof("Conversion completed in %f seconds.", getNow() - startTime);
+    delete runner;
+    return 0;
+}

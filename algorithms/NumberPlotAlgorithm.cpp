@@ -1,0 +1,214 @@
+#include "algorithms/NumberPlotAlgorithm.h"
+
+#include "app/ProcessDictionary.h"
+#include "kestrel/JsomWriter.h"
+#include "kestrel/Logger.h"
+#include "kestrel/Singleton.h"
+#include "perfevents/NumericTracePointField.h"
+#include "perfevents/TracePointFieldStore.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+kestrel::Logger* NumberPlotAlgorithm::logger = nullptr;
+
+NumberPlotAlgorithm::NumberPlotAlgorithm(const kestrel::JSOM& channel, const perfevents::TracePointFieldStore& fields)
+    : channel(channel) {
+    if (logger == nullptr) {
+        logger = kestrel::Logger::getLogger("NumberPlotAlgorithm");
+    }
+    configured = _configure(fields);
+}
+
+NumberPlotAlgorithm::~NumberPlotAlgorithm() {
+    delete valueField;
+    delete pivotField;
+}
+
+bool NumberPlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fields) {
+    kestrel::JSOM detail = channel["detail"];
+    const char* event = detail["events"][0].stringValuePtr(nullptr);
+    if (event == nullptr) {
+        logger->errorf("%p Configuration Error: Cannot read event name.", this);
+        return false;
+    }
+    eventName = event;
+    const char* value = detail["valueField"].stringValuePtr(nullptr);
+    if (value == nullptr) {
+        logger->errorf("%p Configuration Error: Cannot read event value field.", this);
+        return false;
+    }
+    valueFieldName = value;
+    const char* pivot = detail["pivotField"].stringValuePtr(nullptr);
+    if (pivot != nullptr) {
+        pivotFieldName = pivot;
+    }
+
+    eventId = fields.getEventID(eventName.c_str());
+    if (eventId == -1) {
+        logger->errorf("%p Configuration Error: Cannot find event [%s] in the store.", this, eventName.c_str());
+        return false;
+    }
+    valueField = fields.createNumericField(eventName.c_str(), valueFieldName.c_str());
+    if (valueField == nullptr) {
+        logger->errorf("%p Configuration Error: Cannot find field [%s:%s] in the store.", this, eventName.c_str(),
+                       valueFieldName.c_str());
+        return false;
+    }
+    if (!pivotFieldName.empty()) {
+        pivotField = fields.createNumericField(eventName.c_str(), pivotFieldName.c_str());
+        if (pivotField == nullptr) {
+            logger->errorf("%p Configuration Error: Cannot find pivot field [%s:%s] in the store.", this,
+                           eventName.c_str(), pivotFieldName.c_str());
+            return false;
+        }
+        pivotIsTask = pivotFieldName == "common_pid" || pivotFieldName == "common_tid";
+    } else {
+        unpivotedList = &runDataLists[0];
+    }
+    return true;
+}
+
+NumberPlotAlgorithm::RunDataList& NumberPlotAlgorithm::_listFor(long long key) {
+    if (lastList == nullptr || key != lastKey) {
+        lastList = &runDataLists[key];
+        lastKey = key;
+    }
+    return *lastList;
+}
+
+void NumberPlotAlgorithm::onTracePointEvent(int id, double time,
+                                            const perfevents::PerfEventDataSampleAncillary& ancillary,
+                                            const unsigned char* data) {
+    if (!configured || id != eventId) {
+        return;
+    }
+    const long long value = valueField->getInt64(ancillary, data);
+    RunDataList& list = unpivotedList != nullptr ? *unpivotedList : _listFor(pivotField->getInt64(ancillary, data));
+    if (time < list.lastTime) {
+        list.unsorted = true;
+    }
+    list.lastTime = time;
+    list.runs.push_back(RunData{time, value});
+}
+
+bool NumberPlotAlgorithm::onClose(kestrel::JsomWriter& writer, double clockOrigin) {
+    if (!configured) {
+        return false;
+    }
+    std::string prefix;
+    const char* pivotPrefix = channel["detail"]["pivotPrefix"].stringValuePtr(nullptr);
+    if (pivotPrefix != nullptr && pivotPrefix[0] != '\0') {
+        prefix = pivotPrefix;
+        prefix += ' ';
+    }
+    for (auto& entry : runDataLists) {
+        _writeSeries(writer, clockOrigin, entry.first, entry.second, prefix);
+    }
+    return !runDataLists.empty();
+}
+
+namespace {
+
+// Orders by time like RunDataList::isLessThan, with points whose time is not a number placed last, so that the
+// sort always sees a strict weak ordering.
+bool timeOrder(const NumberPlotAlgorithm::RunData& a, const NumberPlotAlgorithm::RunData& b) {
+    if (std::isnan(a.time)) {
+        return false;
+    }
+    return std::isnan(b.time) || NumberPlotAlgorithm::RunDataList::isLessThan(a, b);
+}
+
+} // namespace
+
+void NumberPlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key,
+                                       RunDataList& list, const std::string& labelPrefix) {
+    if (list.unsorted && !list.runs.empty()) {
+        std::sort(list.runs.begin(), list.runs.end(), timeOrder);
+    }
+
+    writer.startObject();
+
+    writer.appendLabel("label", true);
+    if (pivotField == nullptr) {
+        writer.appendString(channel["name"].stringValue(kestrel::JSOM::EMPTY_STRING), false);
+    } else {
+        char label[128];
+        const std::string* name = nullptr;
+        if (pivotIsTask) {
+            name = kestrel::Singleton<ProcessDictionary>::Instance().getThreadName(static_cast<int32_t>(key));
+        }
+        if (name != nullptr && !name->empty()) {
+            snprintf(label, 127, "%s%s", labelPrefix.c_str(), name->c_str());
+        } else {
+            snprintf(label, 127, "%s%lld", labelPrefix.c_str(), key);
+        }
+        writer.appendString(std::string(label), false);
+
+        writer.appendLabel("pivot", true);
+        writer.startObject();
+        writer.appendLabel(pivotFieldName.c_str(), true);
+        writer.appendLong(key);
+        writer.endObject();
+    }
+
+    writer.appendLabel("columnDictionary", true);
+    writer.startObject();
+    writer.appendLabel("type", true);
+    writer.appendString(std::string("map"), false);
+    writer.appendLabel("map", true);
+    writer.startObject();
+    writer.appendLabel(valueFieldName.c_str(), true);
+    writer.startObject();
+    writer.appendLabel("column", true);
+    writer.appendLong(1);
+    writer.appendLabel("description", true);
+    writer.appendString("Field " + valueFieldName + " from trace event " + eventName, false);
+    writer.endObject();
+    writer.endObject();
+    writer.endObject();
+
+    writer.appendLabel("group", true);
+    writer.appendString(channel["detail"]["group"].stringValue(kestrel::JSOM::EMPTY_STRING), false);
+
+    // The members are set in the stored channel, so each series overwrites the pivot value of the one before.
+    kestrel::JSOM info = channel["info"];
+    if (pivotField != nullptr) {
+        info[pivotFieldName].setLong(key);
+    }
+    info["Trace Event"].setString(eventName);
+    info["Trace Field"].setString(valueFieldName);
+    std::string text;
+    info.toCompactString(text, kestrel::JSOM::defaultPrecision);
+    writer.appendLabel("info", true);
+    writer.appendJsonValue(text.c_str(), static_cast<int>(text.size()));
+
+    kestrel::JSOM hints = channel["hints"];
+    if (hints.isObject()) {
+        hints.erase("empty");
+        text.clear();
+        hints.toCompactString(text, kestrel::JSOM::defaultPrecision);
+        writer.appendLabel("hints", true);
+        writer.appendJsonValue(text.c_str(), static_cast<int>(text.size()));
+    }
+
+    writer.appendLabel("time", true);
+    writer.appendDouble(clockOrigin, 6);
+    writer.appendLabel("type", true);
+    writer.appendString(std::string("long"), false);
+
+    writer.appendLabel("data", true);
+    writer.startArray();
+    for (const RunData& point : list.runs) {
+        writer.startArray();
+        writer.appendDouble(point.time, 6);
+        writer.appendLong(point.value);
+        writer.endArray();
+    }
+    writer.endArray();
+
+    writer.endObject();
+
+    std::vector<RunData>().swap(list.runs);
+}

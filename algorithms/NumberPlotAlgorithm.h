@@ -1,0 +1,73 @@
+#ifndef ALGORITHMS_NUMBERPLOTALGORITHM_H
+#define ALGORITHMS_NUMBERPLOTALGORITHM_H
+
+#include "algorithms/TracePointAlgorithm.h"
+#include "kestrel/JSOM.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace kestrel {
+class Logger;
+}
+namespace perfevents {
+class NumericTracePointField;
+class TracePointFieldStore;
+} // namespace perfevents
+
+// Records the value of one numeric field of one trace point at every sample and writes the points as "long"
+// series: one series per distinct value of the pivot field, or a single series without a pivot field.
+class NumberPlotAlgorithm : public TracePointAlgorithm {
+public:
+    struct RunData {
+        double time;
+        long long value;
+    };
+
+    struct RunDataList {
+        std::vector<RunData> runs;
+        double lastTime = 0.0;
+        bool unsorted = false;
+
+        static bool isLessThan(const RunData& a, const RunData& b) { return a.time < b.time; }
+    };
+
+    NumberPlotAlgorithm(const kestrel::JSOM& channel, const perfevents::TracePointFieldStore& fields);
+    ~NumberPlotAlgorithm() override;
+
+    NumberPlotAlgorithm(const NumberPlotAlgorithm&) = delete;
+    NumberPlotAlgorithm& operator=(const NumberPlotAlgorithm&) = delete;
+
+    void onTracePointEvent(int eventId, double time, const perfevents::PerfEventDataSampleAncillary& ancillary,
+                           const unsigned char* data) override;
+    bool onClose(kestrel::JsomWriter& writer, double clockOrigin) override;
+
+    bool isConfigured() const { return configured; }
+
+private:
+    bool _configure(const perfevents::TracePointFieldStore& fields);
+    RunDataList& _listFor(long long key);
+    void _writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key, RunDataList& list,
+                      const std::string& labelPrefix);
+
+    bool configured = false;
+    kestrel::JSOM channel;
+    int eventId = -1;
+    std::string eventName;
+    std::string valueFieldName;
+    std::string pivotFieldName;
+    perfevents::NumericTracePointField* valueField = nullptr;
+    perfevents::NumericTracePointField* pivotField = nullptr;
+    RunDataList* unpivotedList = nullptr;
+    std::map<long long, RunDataList> runDataLists;
+    bool pivotIsTask = false;
+
+    // The list of the last pivot value seen: consecutive samples often share it, which saves the map lookup.
+    RunDataList* lastList = nullptr;
+    long long lastKey = 0;
+
+    static kestrel::Logger* logger;
+};
+
+#endif

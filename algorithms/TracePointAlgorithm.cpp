@@ -1,0 +1,3 @@
+#include "algorithms/TracePointAlgorithm.h"
+
+TracePointAlgorithm::~TracePointAlgorithm() {}

@@ -1,0 +1,3 @@
+#include "algorithms/TracePointAlgorithmFactory.h"
+
+TracePointAlgorithmFactory::~TracePointAlgorithmFactory() {}

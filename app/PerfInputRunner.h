@@ -1,0 +1,60 @@
+#ifndef APP_PERFINPUTRUNNER_H
+#define APP_PERFINPUTRUNNER_H
+
+#include "perfevents/PerfEventDataListener.h"
+
+#include <fstream>
+#include <vector>
+
+class TracePointAlgorithm;
+
+namespace kestrel {
+class JSOM;
+class JsomWriter;
+class Logger;
+class TimeConverter;
+} // namespace kestrel
+namespace perfevents {
+class NumericTracePointField;
+class PerfEventData;
+class TracePointFieldStore;
+} // namespace perfevents
+
+// Runs one conversion: its construction opens the output array, builds one algorithm per trace point channel,
+// walks the perf.data input with itself as the listener and, at the end of the input, lets the algorithms and
+// the run-wide sections write themselves before closing the array.
+class PerfInputRunner : public perfevents::PerfEventDataListener {
+public:
+    PerfInputRunner(kestrel::JSOM& channels, std::ifstream* input, const perfevents::TracePointFieldStore& fields,
+                    kestrel::TimeConverter* timeConverter, kestrel::JsomWriter* writer);
+    ~PerfInputRunner() override;
+
+    PerfInputRunner(const PerfInputRunner&) = delete;
+    PerfInputRunner& operator=(const PerfInputRunner&) = delete;
+
+    void onEventData(const perfevents::PerfEventData& record) override;
+    void onClose() override;
+
+    // Samples that were dropped because their raw data could not hold the trace point id.
+    unsigned long long getSkippedSamples() const { return skippedSamples; }
+    size_t getAlgorithmCount() const { return algorithms.size(); }
+
+private:
+    void _run(kestrel::JSOM& channels, std::ifstream* input, const perfevents::TracePointFieldStore& fields);
+    void _onComm(const perfevents::PerfEventData& record);
+    void _onSample(const perfevents::PerfEventData& record);
+
+    kestrel::TimeConverter* timeConverter;
+    kestrel::JsomWriter* writer;
+    perfevents::NumericTracePointField* commonTypeField = nullptr;
+    std::vector<TracePointAlgorithm*> algorithms;
+
+    // Bytes of raw data needed to read the trace point id.
+    unsigned long long commonTypeExtent = 0;
+    unsigned long long skippedSamples = 0;
+    bool closed = false;
+
+    static kestrel::Logger* logger;
+};
+
+#endif

@@ -1,0 +1,3 @@
+#include "app/SeriesData.h"
+
+SeriesData::~SeriesData() {}

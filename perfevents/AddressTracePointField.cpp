@@ -1,0 +1,7 @@
+#include "perfevents/AddressTracePointField.h"
+
+namespace perfevents {
+
+AddressTracePointField::~AddressTracePointField() = default;
+
+} // namespace perfevents

@@ -1,0 +1,11 @@
+#include "perfevents/NumericTracePointField.h"
+
+namespace perfevents {
+
+NumericTracePointField::~NumericTracePointField() = default;
+
+bool NumericTracePointField::isFloatingPoint() const {
+    return false;
+}
+
+} // namespace perfevents

@@ -1,0 +1,7 @@
+#include "perfevents/TracePointField.h"
+
+namespace perfevents {
+
+TracePointField::~TracePointField() = default;
+
+} // namespace perfevents

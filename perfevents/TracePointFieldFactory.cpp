@@ -1,0 +1,7 @@
+#include "perfevents/TracePointFieldFactory.h"
+
+namespace perfevents {
+
+TracePointFieldFactory::~TracePointFieldFactory() = default;
+
+} // namespace perfevents
