@@ -28,13 +28,17 @@ const double FILTER_REJECT_BOUND = 1e-10;
 const size_t LABEL_BUFFER_SIZE = 128;
 const size_t LABEL_LIMIT = 127;
 
-void writeLabel(kestrel::JsomWriter& writer, const char* label) { writer.appendLabel(label, true); }
+void writeLabel(kestrel::JsomWriter& writer, const char* label) {
+    writer.appendLabel(label, true);
+}
 
 void writeLabel(kestrel::JsomWriter& writer, const std::string& label) {
     writer.appendLabel(label.c_str(), static_cast<int>(label.size()), true);
 }
 
-void writeString(kestrel::JsomWriter& writer, const std::string& value) { writer.appendString(value, false); }
+void writeString(kestrel::JsomWriter& writer, const std::string& value) {
+    writer.appendString(value, false);
+}
 
 void writeJson(kestrel::JsomWriter& writer, const kestrel::JSOM& value) {
     std::string text;
@@ -57,7 +61,9 @@ void writeDictionaryReference(kestrel::JsomWriter& writer, const char* name) {
 // ---------------------------------------------------------------------------------------------------------------
 // Points and lists
 
-StatePlotAlgorithm::RunDataList::~RunDataList() { clear(); }
+StatePlotAlgorithm::RunDataList::~RunDataList() {
+    clear();
+}
 
 void StatePlotAlgorithm::RunDataList::clear() {
     for (RunData* run : runs) {
@@ -70,8 +76,7 @@ void StatePlotAlgorithm::RunDataList::clear() {
 // Event configurations
 
 StatePlotAlgorithm::EventData::EventData(int id)
-    : eventId(id), stateField(nullptr), magnitudeField(nullptr), innerPivotField(nullptr),
-      outerPivotField(nullptr) {}
+    : eventId(id), stateField(nullptr), magnitudeField(nullptr), innerPivotField(nullptr), outerPivotField(nullptr) {}
 
 StatePlotAlgorithm::EventData::~EventData() {
     delete stateField;
@@ -301,8 +306,7 @@ bool StatePlotAlgorithm::_createOptionalField(const perfevents::TracePointFieldS
     logger->debugf("%p preparing %s trace point field %s '%s'", this, key, eventName, fieldName);
     reader = fields.createNumericField(eventName, fieldName);
     if (reader == nullptr) {
-        logger->errorf("%p Configuration Error: Cannot find %s [%s:%s] in the store.", this, key, eventName,
-                       fieldName);
+        logger->errorf("%p Configuration Error: Cannot find %s [%s:%s] in the store.", this, key, eventName, fieldName);
         return false;
     }
     info.fieldNames.insert(fieldName);
@@ -392,9 +396,8 @@ void StatePlotAlgorithm::onTracePointEvent(int eventId, double time,
     run->time = time;
     run->state = entry->stateField->getInt32(ancillary, data);
     // A configuration listed before the one that switched a column on may have no reader for it: it carries 0.
-    run->innerPivot = hasInnerPivot && entry->innerPivotField != nullptr
-                          ? entry->innerPivotField->getInt64(ancillary, data)
-                          : 0;
+    run->innerPivot =
+        hasInnerPivot && entry->innerPivotField != nullptr ? entry->innerPivotField->getInt64(ancillary, data) : 0;
     run->magnitude =
         hasMagnitude && entry->magnitudeField != nullptr ? entry->magnitudeField->getDouble(ancillary, data) : 0.0;
 
@@ -428,8 +431,8 @@ bool StatePlotAlgorithm::onClose(kestrel::JsomWriter& writer, double clockOrigin
     return !runDataLists.empty();
 }
 
-void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key,
-                                      RunDataList& list, const std::string& labelPrefix) {
+void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key, RunDataList& list,
+                                      const std::string& labelPrefix) {
     if (list.unsorted && !list.runs.empty()) {
         // The merge sort stays within bounds even for NaN times, where the comparison is no strict order.
         std::stable_sort(list.runs.begin(), list.runs.end(), RunDataList::isLessThan);
@@ -466,8 +469,8 @@ void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockO
     writeLabel(writer, "time");
     writer.appendDouble(clockOrigin, 6);
     writeLabel(writer, "type");
-    const char* type = hasInnerPivot ? (hasMagnitude ? "state-key-value" : "state-key")
-                                     : (hasMagnitude ? "state-value" : "state");
+    const char* type =
+        hasInnerPivot ? (hasMagnitude ? "state-key-value" : "state-key") : (hasMagnitude ? "state-value" : "state");
     writer.appendString(type, false);
 
     writeLabel(writer, "data");

@@ -111,11 +111,11 @@ public:
 
 private:
     bool _configure(const perfevents::TracePointFieldStore& fields);
-    bool _configureEvent(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& events,
-                         kestrel::JSOM config, int position);
-    bool _createOptionalField(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config,
-                              const char* key, const char* eventName, int eventIndex,
-                              perfevents::NumericTracePointField*& reader, FieldInfo& info);
+    bool _configureEvent(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& events, kestrel::JSOM config,
+                         int position);
+    bool _createOptionalField(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config, const char* key,
+                              const char* eventName, int eventIndex, perfevents::NumericTracePointField*& reader,
+                              FieldInfo& info);
     void _nameColumns();
     const EventData* _acceptingEntry(int eventId, const perfevents::PerfEventDataSampleAncillary& ancillary,
                                      const unsigned char* data);

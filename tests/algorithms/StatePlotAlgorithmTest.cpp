@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -128,7 +130,7 @@ TEST_F(StatePlotTest, FiltersActAsAlternativesInConfigurationOrder) {
     for (int i = 0; i < 6; ++i) {
         send(7, i + 1, {100, bs[i], 200, 300});
     }
-    send(8, 7.0, {400});  // a trace point this algorithm does not use
+    send(8, 7.0, {400}); // a trace point this algorithm does not use
     send(9, 8.0, {500});
     std::string log = testing::internal::GetCapturedStdout();
     EXPECT_NE(std::string::npos, log.find("Filter execution error: Divide by zero"));
@@ -163,7 +165,7 @@ TEST_F(StatePlotTest, PivotedSeriesWithAllColumns) {
         "eventConfigs":[{"eventIndex":0,"stateField":"a","innerPivotField":"c","magnitudeField":"m"}]}})");
     send(7, 0.25, {1, 5, 10, 0, 227});
     send(7, 0.5, {2, -1, 11, 0, 3});
-    send(7, 0.125, {3, 5, 12, 0, -15});  // earlier than the previous point of pivot 5
+    send(7, 0.125, {3, 5, 12, 0, -15}); // earlier than the previous point of pivot 5
     send(7, 0.125, {4, 5, 13, 0, 0});
     std::string out = close();
     // Pivot -1 comes first; pivot 5 is sorted by time. The magnitude is stored in tenths here: 227 -> 227.
