@@ -1,0 +1,76 @@
+#ifndef KESTREL_JSOMWRITER_H
+#define KESTREL_JSOMWRITER_H
+
+#include <iosfwd>
+#include <string>
+
+namespace kestrel {
+
+/**
+ * Writes one JSON document straight to an output stream as a sequence of calls, without building a tree.
+ *
+ * The writer inserts commas, colons and (with `whitespace` set) line breaks and indentation itself, keeps a
+ * stack of the open containers, refuses calls that would produce invalid JSON with a one-line report on
+ * standard error, closes whatever is still open in end() (also run by the destructor), and breaks lines that
+ * grow beyond 24576 characters before the next value.
+ */
+class JsomWriter {
+public:
+    /// A line feed is written before a value once this many characters have been counted.
+    static const int MAX_LINE_LENGTH = 24576;
+    /// Indentation of pretty output stops growing at this many spaces.
+    static const int MAX_INDENT = 47;
+
+    explicit JsomWriter(std::ostream* out);
+    virtual ~JsomWriter();
+    JsomWriter(const JsomWriter&) = delete;
+    JsomWriter& operator=(const JsomWriter&) = delete;
+
+    void startObject();
+    void endObject();
+    void startArray();
+    void endArray();
+    void appendLabel(const char* label, int length, bool verbatim);
+    void appendLabel(const char* label, bool verbatim);
+    void appendNull();
+    void appendBoolean(bool value);
+    void appendString(const char* text, int length, bool verbatim);
+    void appendString(const std::string& text, bool verbatim);
+    void appendLong(long long value);
+    void appendUnsignedLong(unsigned long long value);
+    void appendInt(int value);
+    void appendUnsignedInt(unsigned int value);
+    void appendDouble(long double value, int precision);
+    /// Writes text that already is JSON as one value.
+    void appendJsonValue(const char* text, int length);
+    /// Closes every open container (a pending label gets null), resets the writer and flushes the stream.
+    void end();
+    void flush();
+
+private:
+    std::ostream* out;
+
+public:
+    /// Pretty layout: line breaks and one space of indentation per level. Set it before the first call.
+    bool whitespace = false;
+
+protected:
+    void quote(const char* text, int length, bool verbatim);
+    void indent();
+    void write(const char* text, int length);
+    void writeChar(char c);
+
+private:
+    bool _prologue(const char* operation);
+    void _writeNumber(const char* text, int length);
+    void pushState(char c);
+    void popState();
+
+    char state = 0;
+    int column = 0;
+    std::string stateStack;
+};
+
+} // namespace kestrel
+
+#endif
