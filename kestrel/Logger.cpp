@@ -1,7 +1,9 @@
 #include "kestrel/Logger.h"
 
+#include "kestrel/JSOM.h"
 #include "kestrel/Lock.h"
 #include "kestrel/LogAdapter.h"
+#include "kestrel/LogAdapterStore.h"
 
 #include <cstdio>
 #include <ctime>
@@ -232,6 +234,79 @@ void Logger::error(const char* message) {
     if (isEnabled(LogLevel::VALUE_ERROR)) {
         log(*LogLevel::LVL_ERROR, message);
     }
+}
+
+namespace {
+
+// The level named by a string value; LVL_UNKNOWN for anything else.
+const LogLevel* levelOf(const JSOM& value) {
+    if (!value.isString()) {
+        return LogLevel::valueOf("");
+    }
+    return LogLevel::valueOf(value.stringValue(JSOM::EMPTY_STRING));
+}
+
+} // namespace
+
+void Logger::useConfig(const JSOM& config) {
+    // Only an object can hold settings; navigating into anything else would only report errors.
+    if (!config.isObject()) {
+        return;
+    }
+
+    JSOM buffering = config["buffering"];
+    if (buffering.isResolved()) {
+        bufferingEnabled = buffering.booleanValue(true);
+    }
+
+    JSOM defaultLevel = config["default"];
+    if (defaultLevel.isResolved()) {
+        const LogLevel* level = levelOf(defaultLevel);
+        if (level != LogLevel::LVL_UNKNOWN) {
+            setDefaultLogLevel(*level);
+        }
+    }
+
+    JSOM masterLevel = config["level"];
+    if (masterLevel.isResolved()) {
+        const LogLevel* level = levelOf(masterLevel);
+        if (level != LogLevel::LVL_UNKNOWN) {
+            setMasterLogLevel(*level);
+        }
+    }
+
+    JSOM categories = config["categories"];
+    if (categories.isObject()) {
+        // From the last member to the first, so the first of two equal names has the last word.
+        for (int i = categories.size() - 1; i >= 0; --i) {
+            const std::string* name = categories.key(i);
+            const LogLevel* level = levelOf(categories[i]);
+            if (name != nullptr && level != LogLevel::LVL_UNKNOWN) {
+                getLogger(*name)->setLevel(*level);
+            }
+        }
+    }
+
+    JSOM adapter = config["adapter"];
+    if (adapter.isObject()) {
+        JSOM type = adapter["type"];
+        if (type.isResolved()) {
+            logAdapter = LogAdapterStore::createLogAdapter(type.stringValue(JSOM::EMPTY_STRING), adapter);
+        }
+    }
+}
+
+void Logger::loadConfig(const char* path) {
+    if (path == nullptr) {
+        fprintf(stderr, "Could not load file `%s'.\n", "");
+        return;
+    }
+    JSOM document;
+    if (document.fromFile(path).isError()) {
+        fprintf(stderr, "Could not load file `%s'.\n", path);
+        return;
+    }
+    useConfig(document);
 }
 
 } // namespace kestrel

@@ -62,8 +62,8 @@ private:
     void _readAttributes();
     void _readTraceEventTypes();
     void _cueFirstEvent();
-    bool _readRecord(kestrel::ByteBufferViewport& body, unsigned int& type, PerfEventData::MiscFlags& misc,
-                     unsigned int& size);
+    /// Reads the next record into the buffer; false (after logging) when the walk must stop.
+    bool _readRecord(unsigned int& type, PerfEventData::MiscFlags& misc, unsigned int& size);
 
     bool decode;
     PerfFileHeader header;

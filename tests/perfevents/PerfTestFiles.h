@@ -1,0 +1,80 @@
+#ifndef TESTS_PERFEVENTS_PERFTESTFILES_H
+#define TESTS_PERFEVENTS_PERFTESTFILES_H
+
+#include "kestrel/LogLevel.h"
+#include "kestrel/Logger.h"
+#include "perfevents/PerfEventDataComm.h"
+#include "perfevents/PerfEventDataListener.h"
+#include "perfevents/PerfEventDataSample.h"
+#include "tools/perfdatawriter/PerfDataWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace perftest {
+
+inline std::string writeTempFile(const std::string& name, const perfdatawriter::Bytes& bytes) {
+    const std::string path = testing::TempDir() + name;
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return path;
+}
+
+inline perfdatawriter::Bytes readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return perfdatawriter::Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+/// Silences every logger while it lives.
+class QuietLogs {
+public:
+    QuietLogs() : saved(kestrel::Logger::getMasterLogLevel().getName()) {
+        kestrel::Logger::setMasterLogLevel(*kestrel::LogLevel::valueOf("OFF"));
+    }
+    ~QuietLogs() { kestrel::Logger::setMasterLogLevel(*kestrel::LogLevel::valueOf(saved)); }
+
+private:
+    std::string saved;
+};
+
+struct SeenSample {
+    unsigned long long time;
+    unsigned int pid, tid;
+    unsigned long long cpu;
+    std::vector<unsigned char> raw;
+};
+
+struct SeenComm {
+    unsigned int pid, tid;
+    std::string comm;
+};
+
+/// Copies what it is given, as a listener must.
+class Collector : public perfevents::PerfEventDataListener {
+public:
+    void onEventData(const perfevents::PerfEventData& record) override {
+        types.push_back(record.getType());
+        if (record.getType() == perfevents::PerfEventData::TYPE_SAMPLE) {
+            const auto& s = static_cast<const perfevents::PerfEventDataSample&>(record);
+            samples.push_back({s.getTime(), s.getPid(), s.getTid(), s.getCpu(),
+                               std::vector<unsigned char>(s.getRawData(), s.getRawData() + s.getRawSize())});
+        } else if (record.getType() == perfevents::PerfEventData::TYPE_COMM) {
+            const auto& c = static_cast<const perfevents::PerfEventDataComm&>(record);
+            comms.push_back({c.getPid(), c.getTid(), c.getComm()});
+        }
+    }
+    void onClose() override { ++closes; }
+
+    std::vector<unsigned int> types;
+    std::vector<SeenSample> samples;
+    std::vector<SeenComm> comms;
+    int closes = 0;
+};
+
+} // namespace perftest
+
+#endif
