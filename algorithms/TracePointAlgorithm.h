@@ -23,7 +23,6 @@ public:
     // Writes the algorithm's series into the writer's current array, each with clockOrigin as its "time";
     // returns whether at least one series was written.
     virtual bool onClose(kestrel::JsomWriter& writer, double clockOrigin) = 0;
-
 };
 
 #endif

@@ -16,7 +16,9 @@ TracePointAlgorithmStore::TracePointAlgorithmStore() {
 }
 
 // The factories live as long as the process; the store only forgets them.
-TracePointAlgorithmStore::~TracePointAlgorithmStore() { factories.clear(); }
+TracePointAlgorithmStore::~TracePointAlgorithmStore() {
+    factories.clear();
+}
 
 const TracePointAlgorithmFactory* TracePointAlgorithmStore::findFactory(const std::string& name) const {
     auto exact = factories.find(name);

@@ -55,8 +55,8 @@ unsigned long long rawExtent(const perfevents::NumericTracePointField& field) {
 } // namespace
 
 PerfInputRunner::PerfInputRunner(kestrel::JSOM& channels, std::ifstream* input,
-                                 const perfevents::TracePointFieldStore& fields,
-                                 kestrel::TimeConverter* timeConverter, kestrel::JsomWriter* writer)
+                                 const perfevents::TracePointFieldStore& fields, kestrel::TimeConverter* timeConverter,
+                                 kestrel::JsomWriter* writer)
     : timeConverter(timeConverter), writer(writer) {
     if (logger == nullptr) {
         logger = kestrel::Logger::getLogger("PerfInputRunner");

@@ -16,7 +16,9 @@ bool SeriesDataSet::add(SeriesData* data) {
     return true;
 }
 
-bool SeriesDataSet::contains(const SeriesData* data) const { return known.count(data) != 0; }
+bool SeriesDataSet::contains(const SeriesData* data) const {
+    return known.count(data) != 0;
+}
 
 bool SeriesDataSet::print(kestrel::JsomWriter& writer, double clockOrigin) {
     bool wrote = false;

@@ -3,6 +3,7 @@
 
 #include "app/SeriesData.h"
 
+#include <cstddef>
 #include <set>
 #include <vector>
 

@@ -61,17 +61,21 @@ void printHelp() {
     printf("                 = (clockStartTime(-s) - offset(-B)) / skew(-A) + base(-C)\n");
 }
 
+// option is getopt's optopt: the character as a char, which is signed on some targets and unsigned on others.
 void reportOptionError(int option) {
-    if (option != 0 && strchr(OPTIONS_WITH_ARGUMENT, option) != nullptr) {
-        fprintf(stderr, "Option -%c requires an argument.\n", option);
-    } else if (isprint(option)) {
-        fprintf(stderr, "Unknown option `-%c'.\n", option);
+    const unsigned char c = static_cast<unsigned char>(option);
+    if (c != 0 && strchr(OPTIONS_WITH_ARGUMENT, c) != nullptr) {
+        fprintf(stderr, "Option -%c requires an argument.\n", c);
+    } else if (isprint(c)) {
+        fprintf(stderr, "Unknown option `-%c'.\n", c);
     } else {
-        fprintf(stderr, "Unknown option character `%x'.\n", static_cast<unsigned int>(option));
+        fprintf(stderr, "Unknown option character `%x'.\n", static_cast<unsigned int>(c));
     }
 }
 
-bool failed(const kestrel::JSOM& result) { return &result == &kestrel::JSOM::JERROR; }
+bool failed(const kestrel::JSOM& result) {
+    return result.isError();
+}
 
 // The settings of one run; paths left null are taken from the configuration.
 struct Settings {

@@ -1,0 +1,166 @@
+#include "algorithms/NumberPlotAlgorithm.h"
+#include "algorithms/TracePointAlgorithmStore.h"
+#include "app/ProcessDictionary.h"
+#include "kestrel/JSOM.h"
+#include "kestrel/JsomWriter.h"
+#include "kestrel/Singleton.h"
+#include "perfevents/PerfEventDataSampleAncillary.h"
+#include "perfevents/TracePointFieldStore.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <sstream>
+#include <string>
+
+namespace {
+
+const char* const DATABASE = R"({
+  "common": {"fields": {
+    "common_type": {"offset": 0, "size": 2, "cast": "uint16_t"},
+    "common_tid": {"type": "__ancillary_tid"}
+  }},
+  "events": {
+    "test:ev": {"id": 7, "fields": {
+      "value": {"offset": 8, "size": 4, "cast": "int32_t"},
+      "key": {"offset": 12, "size": 2, "cast": "int16_t"},
+      "where": {"offset": 16, "size": 8, "cast": "address64_t"}
+    }}
+  }
+})";
+
+class Ancillary : public perfevents::PerfEventDataSampleAncillary {
+public:
+    unsigned int tid = 0;
+    unsigned int getPid() const override { return tid; }
+    unsigned int getTid() const override { return tid; }
+    unsigned long long getCpu() const override { return 0; }
+    unsigned long long getResource() const override { return 0; }
+    unsigned int getRawSize() const override { return 16; }
+};
+
+class NumberPlotTest : public ::testing::Test {
+protected:
+    NumberPlotTest() {
+        kestrel::JSOM database;
+        database.fromString(DATABASE);
+        fields.setEventDatabase(database);
+    }
+
+    std::unique_ptr<TracePointAlgorithm> create(const std::string& channelText) {
+        kestrel::JSOM channel;
+        channel.fromString(channelText);
+        return std::unique_ptr<TracePointAlgorithm>(TracePointAlgorithmStore::createAlgorithm(channel, fields));
+    }
+
+    void send(TracePointAlgorithm& algorithm, int id, double time, int value, short key, unsigned tid = 0) {
+        unsigned char raw[16] = {};
+        memcpy(raw + 8, &value, sizeof(value));
+        memcpy(raw + 12, &key, sizeof(key));
+        ancillary.tid = tid;
+        algorithm.onTracePointEvent(id, time, ancillary, raw);
+    }
+
+    std::string close(TracePointAlgorithm& algorithm, bool expectWrote) {
+        std::ostringstream out;
+        {
+            kestrel::JsomWriter writer(&out);
+            writer.startArray();
+            EXPECT_EQ(expectWrote, algorithm.onClose(writer, 100.25));
+        }
+        return out.str();
+    }
+
+    perfevents::TracePointFieldStore fields;
+    Ancillary ancillary;
+};
+
+const char* const COLUMNS = R"("columnDictionary":{"type":"map","map":{"value":{"column":1,)"
+                            R"("description":"Field value from trace event test:ev"}}},)";
+
+} // namespace
+
+TEST_F(NumberPlotTest, StoreSelectsByExactNameOrRegisteredPrefix) {
+    const std::string tail = R"(", "events": ["test:ev"], "valueField": "value"}})";
+    for (const char* name : {"numberplot", "numberplot2", "numberplot with steps"}) {
+        EXPECT_NE(nullptr, dynamic_cast<NumberPlotAlgorithm*>(
+                               create(std::string(R"({"detail": {"algorithm": ")") + name + tail).get()))
+            << name;
+    }
+    for (const char* name : {"NumberPlot", "number", "", "histogram"}) {
+        EXPECT_EQ(nullptr, create(std::string(R"({"detail": {"algorithm": ")") + name + tail)) << name;
+    }
+    EXPECT_EQ(nullptr, create(R"({"name": "no detail"})"));
+    EXPECT_EQ(nullptr, create(R"({"detail": {"events": ["test:ev"]}})"));
+}
+
+TEST_F(NumberPlotTest, UnpivotedSeriesCarriesChannelLabelInfoAndHints) {
+    auto algorithm = create(R"({"name": "Values \"v\"", "info": {"unit": "ms"}, "hints": {"empty": 1, "c": 2},
+        "detail": {"algorithm": "numberplot", "events": ["test:ev"], "valueField": "value", "pivotField": "",
+                   "group": "g"}})");
+    std::string empty = close(*algorithm, true);
+    EXPECT_EQ(std::string(R"([{"label":"Values \"v\"",)") + COLUMNS +
+                  R"("group":"g","info":{"unit":"ms","Trace Event":"test:ev","Trace Field":"value"},"hints":{"c":2},)"
+                  R"("time":100.25,"type":"long","data":[]}])",
+              empty);
+
+    // Points of other trace points are ignored; a point back in time is sorted into place, equal times kept.
+    send(*algorithm, 8, 0.5, 99, 0);
+    send(*algorithm, 7, 0.5, -3, 0);
+    send(*algorithm, 7, 1.25, 5, 0);
+    send(*algorithm, 7, 0.75, 6, 0);
+    const std::string out = close(*algorithm, true);
+    EXPECT_NE(std::string::npos, out.find(R"("data":[[0.5,-3],[0.75,6],[1.25,5]]})")) << out;
+}
+
+TEST_F(NumberPlotTest, PivotedSeriesOrderedBySignedKeyAndLabelled) {
+    auto algorithm = create(R"({"detail": {"algorithm": "numberplot", "events": ["test:ev"], "valueField": "value",
+        "pivotField": "key", "pivotPrefix": "K"}})");
+    EXPECT_EQ("[]", close(*algorithm, false));
+    send(*algorithm, 7, 0.0, 1, 3);
+    send(*algorithm, 7, 1.0, 2, -1);
+    send(*algorithm, 7, 2.0, 4, 3);
+    const std::string out = close(*algorithm, true);
+    EXPECT_EQ(std::string(R"([{"label":"K -1","pivot":{"key":-1},)") + COLUMNS +
+                  R"("group":"","info":{"key":-1,"Trace Event":"test:ev","Trace Field":"value"},)"
+                  R"("time":100.25,"type":"long","data":[[1,2]]},)"
+                  R"({"label":"K 3","pivot":{"key":3},)" +
+                  COLUMNS +
+                  R"("group":"","info":{"key":3,"Trace Event":"test:ev","Trace Field":"value"},)"
+                  R"("time":100.25,"type":"long","data":[[0,1],[2,4]]}])",
+              out);
+}
+
+TEST_F(NumberPlotTest, TaskPivotUsesThreadNamesWhereKnown) {
+    ProcessDictionary& processes = kestrel::Singleton<ProcessDictionary>::Instance();
+    processes.addThread(40, 41, "worker");
+    processes.addThread(42, 42, "");
+    auto algorithm = create(R"({"detail": {"algorithm": "numberplot", "events": ["test:ev"], "valueField": "value",
+        "pivotField": "common_tid"}})");
+    send(*algorithm, 7, 0.0, 1, 0, 41);
+    send(*algorithm, 7, 0.0, 1, 0, 42);
+    send(*algorithm, 7, 0.0, 1, 0, 43);
+    const std::string out = close(*algorithm, true);
+    processes.clear();
+    EXPECT_NE(std::string::npos, out.find(R"({"label":"worker","pivot":{"common_tid":41})")) << out;
+    EXPECT_NE(std::string::npos, out.find(R"({"label":"42","pivot":{"common_tid":42})")) << out;
+    EXPECT_NE(std::string::npos, out.find(R"({"label":"43","pivot":{"common_tid":43})")) << out;
+}
+
+TEST_F(NumberPlotTest, ConfigurationErrorsLeaveTheAlgorithmInert) {
+    for (const char* detail : {
+             R"("valueField": "value")",                                              // no event
+             R"("events": ["test:ev"])",                                              // no value field
+             R"("events": ["test:none"], "valueField": "value")",                     // unknown event
+             R"("events": ["test:ev"], "valueField": "nothing")",                     // unknown field
+             R"("events": ["test:ev"], "valueField": "where")",                       // not numeric
+             R"("events": ["test:ev"], "valueField": "value", "pivotField": "none")", // unknown pivot
+         }) {
+        auto algorithm = create(std::string(R"({"detail": {"algorithm": "numberplot", )") + detail + "}}");
+        auto* numberPlot = dynamic_cast<NumberPlotAlgorithm*>(algorithm.get());
+        ASSERT_NE(nullptr, numberPlot) << detail;
+        EXPECT_FALSE(numberPlot->isConfigured()) << detail;
+        send(*algorithm, 7, 0.0, 1, 0);
+        EXPECT_EQ("[]", close(*algorithm, false)) << detail;
+    }
+}

@@ -1,0 +1,110 @@
+#!/usr/bin/env bash
+# Command line of plotwright: the help text, option errors and start-up failures, each with its exit status.
+# Usage: cli.sh <plotwright binary> <source dir>
+set -u
+bin=$1
+src=$2
+data=$src/tests/data/e2e
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+failures=0
+
+fail() {
+    echo "FAIL: $*" >&2
+    failures=$((failures + 1))
+}
+
+# expect <status> <stdout file content> <stderr content> -- args...
+# Runs the program and compares exit status, standard output and standard error exactly.
+expect() {
+    local status=$1 out=$2 err=$3
+    shift 4
+    "$bin" "$@" >out.txt 2>err.txt
+    local got=$?
+    [ "$got" = "$status" ] || fail "plotwright $* exited with $got, expected $status"
+    [ "$(cat out.txt)" = "$out" ] || fail "plotwright $*: stdout was [$(cat out.txt)], expected [$out]"
+    [ "$(cat err.txt)" = "$err" ] || fail "plotwright $*: stderr was [$(cat err.txt)], expected [$err]"
+}
+
+# expect_log <message> -- args...: status 1, the message logged by "main" at ERROR, nothing on stderr.
+expect_log() {
+    local message=$1
+    shift 2
+    "$bin" "$@" >out.txt 2>err.txt
+    local got=$?
+    [ "$got" = 1 ] || fail "plotwright $* exited with $got, expected 1"
+    grep -qxE "[A-Z][a-z]{2} [0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} \[main\]: ERROR $(printf '%s' "$message" | sed 's/[][\.*^$()+?{}|]/\\&/g')" out.txt ||
+        fail "plotwright $*: expected the log line [$message], got [$(cat out.txt)]"
+    [ "$(wc -l <out.txt)" = 1 ] || fail "plotwright $*: expected one log line, got [$(cat out.txt)]"
+    [ ! -s err.txt ] || fail "plotwright $*: unexpected stderr [$(cat err.txt)]"
+}
+
+# Help: the first line carries the build date ("Mmm dd yyyy", day padded with a space) and time.
+help_rest=' USAGE plotwright [options]
+       -h          show this help
+       -c file     the configuration file (default plotwright.conf)
+       -s time     Clock start time in seconds
+       -d duration Clock duration in seconds
+       -i file     Input perf data file
+       -l file     Input channel info file (plotwright-channels.json)
+       -o file     Output file (stdout)
+       -a          Append output file
+       -A number   Time conversion from data to clock multiplier or skew (1.0)
+       -B number   Time conversion from data to clock offset (0.0)
+       -C number   Time conversion from data to clock base (0.0)
+ TIME
+
+   clockStartTime(-s) = the clock time to start collection.
+
+   dataStartTime = the time to start collection, adjusted for input time stamps.
+                 = (clockStartTime(-s) - offset(-B)) / skew(-A) + base(-C)'
+for args in "-h" "-a -s 5 -h" "-h -q" "-h -c missing.conf"; do
+    # shellcheck disable=SC2086
+    "$bin" $args >out.txt 2>err.txt
+    status=$?
+    [ "$status" = 1 ] || fail "plotwright $args exited with $status, expected 1"
+    head -n 1 out.txt | grep -qxE 'plotwright - converts raw Perf data to generic plot data\. Built (Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) ( [1-9]|[1-3][0-9]) [0-9]{4} [0-2][0-9]:[0-5][0-9]:[0-5][0-9]' ||
+        fail "plotwright $args: bad first help line [$(head -n 1 out.txt)]"
+    [ "$(tail -n +2 out.txt)" = "$help_rest" ] || fail "plotwright $args: help text differs: $(tail -n +2 out.txt | diff - <(echo "$help_rest"))"
+    [ "$(tail -c 1 out.txt | od -An -c | tr -d ' ')" = '\n' ] || fail "plotwright $args: help does not end with a newline"
+    [ ! -s err.txt ] || fail "plotwright $args: unexpected stderr [$(cat err.txt)]"
+done
+
+# Option errors end the run before anything else; an error before -h wins.
+for letter in c s d i l o A B C; do
+    expect 1 "" "Option -$letter requires an argument." -- -"$letter"
+done
+expect 1 "" "Unknown option \`-x'." -- -x
+expect 1 "" "Unknown option \`-x'." -- -x -h
+expect 1 "" "Unknown option character \`1'." -- $'-\x01'
+expect 1 "" "Unknown option character \`ff'." -- $'-\xff'
+
+# Start-up failures, in the order the driver meets them.
+expect 1 "" "Could not load configuration file nowhere.conf" -- -c nowhere.conf
+printf '{"eventDatabase": ' >broken.conf
+"$bin" -c broken.conf >out.txt 2>err.txt
+[ $? = 1 ] && grep -qx "Could not load configuration file broken.conf" err.txt ||
+    fail "a malformed configuration is not reported: [$(cat err.txt)]"
+
+echo '{"inputPerfFile": "x.data"}' >nodb.conf
+expect_log "Could not load event database path from configuration file nodb.conf, aborting..." -- -c nodb.conf
+echo '{"eventDatabase": 5}' >numberdb.conf
+expect_log "Could not load event database path from configuration file numberdb.conf, aborting..." -- -c numberdb.conf
+echo '{"eventDatabase": "missing-events.json"}' >baddb.conf
+"$bin" -c baddb.conf >out.txt 2>err.txt
+[ $? = 1 ] && grep -q '\[main\]: ERROR Could not load event database missing-events.json, aborting\.\.$' out.txt ||
+    fail "a missing event database is not reported: [$(cat out.txt)]"
+
+cat >run.conf <<CONF
+{"eventDatabase": "$data/events.json"}
+CONF
+# Neither a channel file nor an input: only the channel file is reported.
+expect_log "Cannot read channel information from plotwright-channels.json, aborting.." -- -c run.conf
+expect_log "Cannot read channel information from nochannels.json, aborting.." -- -c run.conf -l nochannels.json
+expect_log "No input file specified, aborting.." -- -c run.conf -l "$data/channels.json"
+expect_log "Cannot open missing.data for reading, aborting.." -- -c run.conf -l "$data/channels.json" -i missing.data
+expect_log "Cannot open $work/no/such/dir/out.json for writing, aborting.." -- -c run.conf -l "$data/channels.json" \
+    -i "$src/tests/data/recordings/single.data" -o "$work/no/such/dir/out.json"
+
+exit $((failures != 0))
