@@ -60,7 +60,7 @@ TEST(StatePlotRecordingTest, TaskPerCpuMatchesPerfScript) {
     ASSERT_EQ(0, std::system(command.c_str()));
 
     kestrel::JSOM output;
-    const bool loaded = !(&output.fromFile((dir + "/out.json").c_str()) == &kestrel::JSOM::JERROR);
+    const bool loaded = !output.fromFile((dir + "/out.json").c_str()).isError();
     for (const char* name : {"/plotwright.conf", "/channels.json", "/out.json"}) {
         unlink((dir + name).c_str());
     }
