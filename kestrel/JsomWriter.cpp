@@ -1,6 +1,7 @@
 #include "kestrel/JsomWriter.h"
 
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ostream>
@@ -15,6 +16,62 @@ const int NUMBER_BUFFER = 256;
 const char INDENT_TEXT[] = "\n                                               ";
 static_assert(sizeof(INDENT_TEXT) == JsomWriter::MAX_INDENT + 2, "a line feed and the widest indentation");
 
+const uint64_t POWERS_OF_TEN[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
+
+/**
+ * Fixed notation with 1 to 9 decimals for a double whose value in units of the last decimal fits 64 bits
+ * (times and values of everyday size): the exact binary value times 10^precision is rounded to nearest, ties to even,
+ * in integer arithmetic, which is what printf does. Returns 0 when the value is outside this range.
+ */
+int formatFixedFast(char* buf, double d, int precision) {
+    if (precision < 1 || precision > 9 || !(d > -1e13 && d < 1e13)) {
+        return 0;
+    }
+    uint64_t bits;
+    memcpy(&bits, &d, sizeof(bits));
+    bool negative = (bits >> 63) != 0;
+    int exponent = static_cast<int>((bits >> 52) & 0x7FF);
+    uint64_t mantissa = bits & ((uint64_t(1) << 52) - 1);
+    if (exponent == 0) {
+        exponent = 1; // subnormal
+    } else {
+        mantissa |= uint64_t(1) << 52;
+    }
+    int shift = 1075 - exponent; // d == mantissa / 2^shift
+    uint64_t scale = POWERS_OF_TEN[precision];
+    // Below 1e13 the exponent keeps shift positive; the product stays below 2^83.
+    unsigned __int128 scaled = static_cast<unsigned __int128>(mantissa) * scale;
+    uint64_t units;
+    if (shift <= 0) {
+        return 0;
+    } else if (shift >= 100) {
+        units = 0; // far below half a unit of the last decimal
+    } else {
+        unsigned __int128 quotient = scaled >> shift;
+        unsigned __int128 remainder = scaled - (quotient << shift);
+        unsigned __int128 half = static_cast<unsigned __int128>(1) << (shift - 1);
+        if (remainder > half || (remainder == half && (quotient & 1) != 0)) {
+            ++quotient;
+        }
+        if ((quotient >> 64) != 0) {
+            return 0;
+        }
+        units = static_cast<uint64_t>(quotient);
+    }
+    char* p = buf;
+    if (negative) {
+        *p++ = '-';
+    }
+    p = std::to_chars(p, buf + NUMBER_BUFFER, units / scale).ptr;
+    *p++ = '.';
+    uint64_t fraction = units % scale;
+    for (int i = precision - 1; i >= 0; --i) {
+        p[i] = static_cast<char>('0' + fraction % 10);
+        fraction /= 10;
+    }
+    return static_cast<int>(p + precision - buf);
+}
+
 /**
  * Formats a long double as printf would with the given format and precision. A value that is exactly a double
  * (every value the program writes) goes through std::to_chars, which produces the same digits much faster;
@@ -23,6 +80,12 @@ static_assert(sizeof(INDENT_TEXT) == JsomWriter::MAX_INDENT + 2, "a line feed an
 int formatNumber(char* buf, long double value, std::chars_format format, int precision) {
     double d = static_cast<double>(value);
     if (static_cast<long double>(d) == value) {
+        if (format == std::chars_format::fixed) {
+            int n = formatFixedFast(buf, d, precision);
+            if (n > 0) {
+                return n;
+            }
+        }
         std::to_chars_result r = std::to_chars(buf, buf + NUMBER_BUFFER - 1, d, format, precision);
         if (r.ec == std::errc()) {
             return static_cast<int>(r.ptr - buf);

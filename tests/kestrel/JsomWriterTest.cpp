@@ -142,6 +142,13 @@ TEST(JsomWriter, DoubleText) {
     EXPECT_EQ("10000000000000000", doubleText(1e16, 3));
     EXPECT_EQ("2.500000", doubleText(2.5, 0));
     EXPECT_EQ("0.1235", doubleText(0.123456, 4));
+    // Exact ties round to even; negative values that round to zero keep their sign, as in printf.
+    EXPECT_EQ("1.2", doubleText(1.25, 1));
+    EXPECT_EQ("0.38", doubleText(0.375, 2));
+    EXPECT_EQ("-0", doubleText(-0.0, 6));
+    EXPECT_EQ("-0", doubleText(-1e-10, 6));
+    EXPECT_EQ("0", doubleText(5e-324, 9));
+    EXPECT_EQ("1700000000.123457", doubleText(1700000000.1234567, 6));
     EXPECT_EQ("inf", doubleText(INFINITY, 6));
     EXPECT_EQ("nan", doubleText(NAN, 6));
     // A value that is not exactly a double goes through the C library with the same rules.

