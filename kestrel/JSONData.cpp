@@ -408,14 +408,15 @@ void JSONData::erase(const std::string& key) {
 
 JSONData* JSONData::clone() const {
     JSONData* c = new JSONData();
+    c->setType(type);
     c->copy(*this);
     return c;
 }
 
 void JSONData::copy(const JSONData& src) {
-    if (src.type != type && (type == TYPE_OBJECT || type == TYPE_ARRAY) && &src != this) {
-        // Changing the type releases the old children, which may hold the source: copy it out first and
-        // take over the copy's content.
+    if (src.type != type) {
+        // The source may lie inside this node's old content (released by the type change) or contain this
+        // node (changed by it): copy it out first and take over the copy's content.
         JSONData* tmp = src.clone();
         reset();
         type = tmp->type;
@@ -442,39 +443,40 @@ void JSONData::copy(const JSONData& src) {
         }
         break;
     case TYPE_OBJECT: {
-        // Every clone is made before anything old is released, so copying a node onto itself or onto one of
-        // its ancestors still reads an intact source.
-        EntryVector& v = *value.entries;
-        size_t oldCount = v.size();
-        size_t srcCount = src.value.entries->size();
-        for (size_t i = 0; i < srcCount; ++i) {
-            const entry* s = (*src.value.entries)[i];
+        // Every clone is made before anything old is released or replaced, so the source is read intact even
+        // when it is this node, one of its children or one of its ancestors.
+        EntryVector fresh;
+        fresh.reserve(src.value.entries->size());
+        for (const entry* s : *src.value.entries) {
             entry* e = new entry;
             e->key = s->key;
             e->value = s->value->clone();
             e->value->retain();
-            v.push_back(e);
+            fresh.push_back(e);
         }
-        for (size_t i = 0; i < oldCount; ++i) {
-            v[i]->value->release();
-            delete v[i];
+        value.entries->swap(fresh);
+        while (!fresh.empty()) {
+            entry* e = fresh.back();
+            fresh.pop_back();
+            e->value->release();
+            delete e;
         }
-        v.erase(v.begin(), v.begin() + static_cast<long>(oldCount));
         break;
     }
     case TYPE_ARRAY: {
-        ElementVector& v = *value.elements;
-        size_t oldCount = v.size();
-        size_t srcCount = src.value.elements->size();
-        for (size_t i = 0; i < srcCount; ++i) {
-            JSONData* c = (*src.value.elements)[i]->clone();
+        ElementVector fresh;
+        fresh.reserve(src.value.elements->size());
+        for (const JSONData* s : *src.value.elements) {
+            JSONData* c = s->clone();
             c->retain();
-            v.push_back(c);
+            fresh.push_back(c);
         }
-        for (size_t i = 0; i < oldCount; ++i) {
-            v[i]->release();
+        value.elements->swap(fresh);
+        while (!fresh.empty()) {
+            JSONData* c = fresh.back();
+            fresh.pop_back();
+            c->release();
         }
-        v.erase(v.begin(), v.begin() + static_cast<long>(oldCount));
         break;
     }
     default:

@@ -128,6 +128,9 @@ TEST(JSONData, CloneAndCopyAreDeep) {
     EXPECT_EQ("[1,5]", compact(root));
     root->copy(*root);
     EXPECT_EQ("[1,5]", compact(root));
+    // And a node onto one of its own children.
+    root->getByIndex(1)->copy(*root);
+    EXPECT_EQ("[1,[1,5]]", compact(root));
     root->release();
 }
 
