@@ -211,7 +211,7 @@ TEST_F(StatePlotTest, SharedColumnDictionaryIsRegisteredOnce) {
     std::string text = out.str();
     size_t first = text.find(R"("statePlotColumns":{"type":"map","map":{"state":{"label":"State",)");
     ASSERT_NE(std::string::npos, first) << text;
-    EXPECT_EQ(std::string::npos, text.find("statePlotColumns", first + 1));
+    EXPECT_EQ(std::string::npos, text.find("\"statePlotColumns\"", first + 1)) << text;
 }
 
 } // namespace
