@@ -20,6 +20,11 @@
 
 static std::atomic<long> allocations{0};
 
+// The replacements below pair operator new with free on purpose; GCC cannot see that once they are inlined.
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 11
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+
 void* operator new(std::size_t size) {
     ++allocations;
     void* p = std::malloc(size == 0 ? 1 : size);
