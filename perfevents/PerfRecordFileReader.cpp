@@ -38,7 +38,16 @@ std::ostream& operator<<(std::ostream& out, const Hex8& hex) {
 
 void handleError(const char* message) {
     readerLogger()->errorf("%s", message);
-    throw std::ios_base::failure(message);
+    // The library's failure appends ": iostream error" to what(); callers log the text, so keep it exact.
+    class Failure : public std::ios_base::failure {
+    public:
+        explicit Failure(const char* message) : std::ios_base::failure(message), text(message) {}
+        const char* what() const noexcept override { return text.c_str(); }
+
+    private:
+        std::string text;
+    };
+    throw Failure(message);
 }
 
 PerfRecordFileReader::PerfRecordFileReader(std::ifstream& input, bool decode)
@@ -191,16 +200,22 @@ bool PerfRecordFileReader::openPerfRecordFile(std::ifstream& input, const std::s
 }
 
 bool PerfRecordFileReader::_readRecord(unsigned int& type, PerfEventData::MiscFlags& misc, unsigned int& size) {
-    unsigned char* buffer = recordBuffer.data();
-    input.read(reinterpret_cast<char*>(buffer), RECORD_HEADER_SIZE);
-    type = readAt<unsigned int>(buffer, 0);
-    misc = readAt<unsigned short>(buffer, 4);
-    size = readAt<unsigned short>(buffer, 6);
+    // Straight from the stream buffer: two small reads per record, without a stream sentry for each. A short
+    // read sets failbit exactly as a failed read of the stream would.
+    std::streambuf* source = input.rdbuf();
+    char* buffer = reinterpret_cast<char*>(recordBuffer.data());
+    if (!input.good() || source->sgetn(buffer, RECORD_HEADER_SIZE) != RECORD_HEADER_SIZE)
+        input.setstate(std::ios::eofbit | std::ios::failbit);
+    type = readAt<unsigned int>(recordBuffer.data(), 0);
+    misc = readAt<unsigned short>(recordBuffer.data(), 4);
+    size = readAt<unsigned short>(recordBuffer.data(), 6);
     if (size < RECORD_HEADER_SIZE) {
         readerLogger()->errorf("Garbled event data header size.  Perf file corrupt.");
         return false;
     }
-    input.read(reinterpret_cast<char*>(buffer) + RECORD_HEADER_SIZE, size - RECORD_HEADER_SIZE);
+    const std::streamsize bodySize = size - RECORD_HEADER_SIZE;
+    if (!input.good() || source->sgetn(buffer + RECORD_HEADER_SIZE, bodySize) != bodySize)
+        input.setstate(std::ios::eofbit | std::ios::failbit);
     if (input.fail()) {
         readerLogger()->errorf("Error reading event data from perf file.  Perf file corrupt.");
         return false;

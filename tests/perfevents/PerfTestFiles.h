@@ -10,18 +10,29 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace perftest {
 
+/// Writes bytes to a file of this process (tests run in parallel processes) and returns its path.
 inline std::string writeTempFile(const std::string& name, const perfdatawriter::Bytes& bytes) {
-    const std::string path = testing::TempDir() + name;
+    const std::string path = testing::TempDir() + std::to_string(getpid()) + "-" + name;
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     return path;
+}
+
+/// Opens a temporary file holding bytes; the file is unlinked at once and lives while the stream is open.
+inline bool openTemp(std::ifstream& input, const perfdatawriter::Bytes& bytes) {
+    const std::string path = writeTempFile("reader.data", bytes);
+    input.open(path, std::ios::in | std::ios::binary);
+    std::remove(path.c_str());
+    return input.is_open();
 }
 
 inline perfdatawriter::Bytes readFile(const std::string& path) {
