@@ -23,29 +23,22 @@ using namespace perfevents;
 
 namespace {
 
-// A sample's ancillary values with a raw block of the given length.
-class FakeSample : public PerfEventDataSampleAncillary {
-public:
-    explicit FakeSample(std::vector<unsigned char> bytes) : raw(std::move(bytes)) {}
+// A sample's ancillary values and its raw data.
+struct FakeSample : PerfEventDataSampleAncillary {
     unsigned int getPid() const override { return pid; }
     unsigned int getTid() const override { return tid; }
     unsigned long long getCpu() const override { return cpu; }
     unsigned long long getResource() const override { return resource; }
     unsigned int getRawSize() const override { return static_cast<unsigned int>(raw.size()); }
     const unsigned char* data() const { return raw.empty() ? nullptr : raw.data(); }
+    template <typename T> void put(size_t offset, T value) { std::memcpy(raw.data() + offset, &value, sizeof value); }
 
-    unsigned int pid = 0;
-    unsigned int tid = 0;
-    unsigned long long cpu = 0;
-    unsigned long long resource = 0;
+    unsigned int pid = 0, tid = 0;
+    unsigned long long cpu = 0, resource = 0;
     std::vector<unsigned char> raw;
 };
 
-template <typename T> void put(std::vector<unsigned char>& raw, size_t offset, T value) {
-    std::memcpy(raw.data() + offset, &value, sizeof value);
-}
-
-template <typename R> std::unique_ptr<R> reader(uint32_t offset) {
+template <typename R> std::unique_ptr<R> at(uint32_t offset) {
     std::unique_ptr<R> field(new R());
     field->setOffset(offset);
     return field;
@@ -54,110 +47,94 @@ template <typename R> std::unique_ptr<R> reader(uint32_t offset) {
 } // namespace
 
 TEST(TracePointField, IntegerReadersConvertByTheFamilyRule) {
-    std::vector<unsigned char> raw(32, 0);
-    raw[1] = 0xFF;
-    put<uint64_t>(raw, 3, 0x8000000000000000ull); // unaligned
-    put<int64_t>(raw, 17, -2);                    // unaligned, low 16 bits 0xFFFE
-    FakeSample s(raw);
+    FakeSample s;
+    s.raw.assign(32, 0);
+    s.raw[1] = 0xFF;
+    s.put<uint64_t>(3, 0x8000000000000000ull); // unaligned
+    s.put<int64_t>(17, -2);                    // unaligned, low 16 bits 0xFFFE
+    s.put<uint64_t>(24, 0xFFFFFFFFFFFFFFFFull);
+    const unsigned char* d = s.data();
 
-    auto i8 = reader<Int8TracePointField>(1);
-    EXPECT_EQ(-1, i8->getInt8(s, s.data()));
-    EXPECT_EQ(255u, i8->getUint8(s, s.data()));
-    EXPECT_EQ(65535u, i8->getUint16(s, s.data()));
-    EXPECT_EQ(4294967295u, i8->getUint32(s, s.data()));
-    EXPECT_EQ(18446744073709551615ull, i8->getUint64(s, s.data()));
-    EXPECT_EQ(-1.0, i8->getDouble(s, s.data()));
+    auto i8 = at<Int8TracePointField>(1);
+    EXPECT_EQ(-1, i8->getInt8(s, d));
+    EXPECT_EQ(255u, i8->getUint8(s, d));
+    EXPECT_EQ(65535u, i8->getUint16(s, d));
+    EXPECT_EQ(4294967295u, i8->getUint32(s, d));
+    EXPECT_EQ(18446744073709551615ull, i8->getUint64(s, d));
+    EXPECT_EQ(-1.0, i8->getDouble(s, d));
     EXPECT_FALSE(i8->isFloatingPoint());
+    auto u8 = at<Uint8TracePointField>(1);
+    EXPECT_EQ(-1, u8->getInt8(s, d));
+    EXPECT_EQ(255, u8->getInt16(s, d));
+    EXPECT_EQ(255.0, u8->getDouble(s, d));
 
-    auto u8 = reader<Uint8TracePointField>(1);
-    EXPECT_EQ(-1, u8->getInt8(s, s.data()));
-    EXPECT_EQ(255, u8->getInt16(s, s.data()));
-    EXPECT_EQ(255.0, u8->getDouble(s, s.data()));
-
-    auto u64 = reader<Uint64TracePointField>(3);
-    EXPECT_EQ(9223372036854775808.0, u64->getDouble(s, s.data()));
-    EXPECT_EQ(9223372036854775808.0f, u64->getFloat(s, s.data()));
-    EXPECT_EQ(9223372036854775808.0L, u64->getLongDouble(s, s.data()));
-    auto i64 = reader<Int64TracePointField>(3);
-    EXPECT_EQ(-9223372036854775808.0, i64->getDouble(s, s.data()));
-    EXPECT_EQ(INT64_MIN, i64->getInt64(s, s.data()));
+    // 2^63: unsigned to floating conversion versus signed.
+    EXPECT_EQ(9223372036854775808.0, at<Uint64TracePointField>(3)->getDouble(s, d));
+    EXPECT_EQ(9223372036854775808.0f, at<Uint64TracePointField>(3)->getFloat(s, d));
+    EXPECT_EQ(-9223372036854775808.0, at<Int64TracePointField>(3)->getDouble(s, d));
+    EXPECT_EQ(INT64_MIN, at<Int64TracePointField>(3)->getInt64(s, d));
 
     // Narrowing keeps the low bits: the 16-bit view of an int64 equals the int16 at the same offset.
-    auto wide = reader<Int64TracePointField>(17);
-    auto narrow = reader<Int16TracePointField>(17);
-    EXPECT_EQ(-2, wide->getInt16(s, s.data()));
-    EXPECT_EQ(wide->getInt16(s, s.data()), narrow->getInt16(s, s.data()));
-    EXPECT_EQ(65534u, narrow->getUint16(s, s.data()));
-    EXPECT_EQ(-2, reader<Int32TracePointField>(17)->getInt64(s, s.data()));
-    EXPECT_EQ(4294967294u, reader<Uint32TracePointField>(17)->getUint64(s, s.data()));
-    EXPECT_EQ(4294967294.0, reader<Uint32TracePointField>(17)->getDouble(s, s.data()));
+    EXPECT_EQ(-2, at<Int64TracePointField>(17)->getInt16(s, d));
+    EXPECT_EQ(-2, at<Int16TracePointField>(17)->getInt16(s, d));
+    EXPECT_EQ(65534u, at<Int16TracePointField>(17)->getUint16(s, d));
+    EXPECT_EQ(-2, at<Int32TracePointField>(17)->getInt64(s, d));
+    EXPECT_EQ(4294967294u, at<Uint32TracePointField>(17)->getUint64(s, d));
+    EXPECT_EQ(4294967294.0, at<Uint32TracePointField>(17)->getDouble(s, d));
+    EXPECT_EQ(65534u, at<Uint16TracePointField>(17)->getUint64(s, d));
 
-    // getLongDouble goes through double: a 64-bit value that double cannot hold comes back rounded.
-    put<uint64_t>(raw, 8, 0xFFFFFFFFFFFFFFFFull);
-    FakeSample big(raw);
-    EXPECT_EQ(static_cast<long double>(18446744073709551616.0),
-              reader<Uint64TracePointField>(8)->getLongDouble(big, big.data()));
+    // getLongDouble goes through double: 2^64 - 1 comes back as the double nearest to it.
+    EXPECT_EQ(static_cast<long double>(18446744073709551616.0), at<Uint64TracePointField>(24)->getLongDouble(s, d));
 }
 
 TEST(TracePointField, FieldsOutsideTheRawDataReadAsZero) {
-    std::vector<unsigned char> raw(12, 0xAB);
-    FakeSample s(raw);
+    FakeSample s;
+    s.raw.assign(12, 0xAB);
+    const unsigned char* d = s.data();
 
-    // The last four bytes are inside, one byte further is partly outside.
-    EXPECT_EQ(0xABABABABu, reader<Uint32TracePointField>(8)->getUint32(s, s.data()));
-    EXPECT_EQ(0u, reader<Uint32TracePointField>(9)->getUint32(s, s.data()));
-    EXPECT_EQ(0, reader<Int64TracePointField>(5)->getInt64(s, s.data()));
-    EXPECT_EQ(0u, reader<Uint8TracePointField>(12)->getUint32(s, s.data()));
+    // The last four bytes are inside; one byte further is partly outside.
+    EXPECT_EQ(0xABABABABu, at<Uint32TracePointField>(8)->getUint32(s, d));
+    EXPECT_EQ(0u, at<Uint32TracePointField>(9)->getUint32(s, d));
+    EXPECT_EQ(0, at<Int64TracePointField>(5)->getInt64(s, d));
+    EXPECT_EQ(0u, at<Uint8TracePointField>(12)->getUint32(s, d));
+    EXPECT_EQ(0u, at<Address32TracePointField>(10)->getAddress32(s, d));
     // Offsets near the top of the 32-bit range must not wrap around.
-    EXPECT_EQ(0u, reader<Uint16TracePointField>(0xFFFFFFFFu)->getUint64(s, s.data()));
-    EXPECT_EQ(0u, reader<Address64TracePointField>(0xFFFFFFF9u)->getAddress64(s, s.data()));
-    EXPECT_EQ(0u, reader<Address32TracePointField>(10)->getAddress32(s, s.data()));
+    EXPECT_EQ(0u, at<Uint16TracePointField>(0xFFFFFFFFu)->getUint64(s, d));
+    EXPECT_EQ(0u, at<Address64TracePointField>(0xFFFFFFF9u)->getAddress64(s, d));
 
     // A sample without raw data: nothing is read, even at offset 0.
-    FakeSample empty({});
-    EXPECT_EQ(0, reader<Int8TracePointField>(0)->getInt8(empty, nullptr));
-    EXPECT_EQ(0u, reader<Address32TracePointField>(0)->getAddress64(empty, nullptr));
+    FakeSample empty;
+    EXPECT_EQ(0, at<Int8TracePointField>(0)->getInt8(empty, nullptr));
+    EXPECT_EQ(0u, at<Address32TracePointField>(0)->getAddress64(empty, nullptr));
 }
 
-TEST(TracePointField, AncillaryReadersUseTheSampleValuesNotTheRawData) {
-    FakeSample s({});
+TEST(TracePointField, AncillaryAndAddressReaders) {
+    FakeSample s;
     s.pid = 0x12345680;
     s.tid = 0xFFFFFFFE;
     s.cpu = 4294967295ull; // a sample decoded without the cpu bit
     s.resource = 0x100000001ull;
 
-    PidTracePointField pid;
-    EXPECT_EQ(0x12345680u, pid.getUint32(s, nullptr));
-    EXPECT_EQ(-128, pid.getInt8(s, nullptr));
-    EXPECT_EQ(0x12345680, pid.getInt64(s, nullptr));
-    TidTracePointField tid;
-    EXPECT_EQ(-2, tid.getInt32(s, nullptr));
-    EXPECT_EQ(4294967294, tid.getInt64(s, nullptr));
-    EXPECT_EQ(4294967294.0, tid.getDouble(s, nullptr));
-    CpuTracePointField cpu;
-    EXPECT_EQ(4294967295ull, cpu.getUint64(s, nullptr));
-    ResourceTracePointField resource;
-    EXPECT_EQ(1u, resource.getUint32(s, nullptr));
-    EXPECT_EQ(4294967297.0, resource.getLongDouble(s, nullptr));
-
-    ConstantUint32TracePointField<5u> five;
+    // Ancillary readers convert as unsigned sources and ignore the raw data.
+    EXPECT_EQ(-128, PidTracePointField().getInt8(s, nullptr));
+    EXPECT_EQ(0x12345680, PidTracePointField().getInt64(s, nullptr));
+    EXPECT_EQ(-2, TidTracePointField().getInt32(s, nullptr));
+    EXPECT_EQ(4294967294, TidTracePointField().getInt64(s, nullptr));
+    EXPECT_EQ(4294967295ull, CpuTracePointField().getUint64(s, nullptr));
+    EXPECT_EQ(1u, ResourceTracePointField().getUint32(s, nullptr));
+    EXPECT_EQ(4294967297.0, ResourceTracePointField().getLongDouble(s, nullptr));
     const unsigned char junk[1] = {0x77};
-    EXPECT_EQ(5, five.getInt8(s, junk));
-    EXPECT_EQ(5, five.getInt64(s, nullptr));
-    EXPECT_EQ(5.0, five.getDouble(s, nullptr));
-}
+    EXPECT_EQ(5, ConstantUint32TracePointField<5u>().getInt8(s, junk));
+    EXPECT_EQ(5.0, ConstantUint32TracePointField<5u>().getDouble(s, nullptr));
 
-TEST(TracePointField, AddressReaders) {
-    std::vector<unsigned char> raw(16, 0);
-    put<uint32_t>(raw, 1, 0x80000000u);
-    put<uint64_t>(raw, 7, 0xFFFF000012345678ull);
-    FakeSample s(raw);
-
-    auto a32 = reader<Address32TracePointField>(1);
+    s.raw.assign(16, 0);
+    s.put<uint32_t>(1, 0x80000000u);
+    s.put<uint64_t>(7, 0xFFFF000012345678ull);
+    auto a32 = at<Address32TracePointField>(1);
     EXPECT_FALSE(a32->is64Bit());
     EXPECT_EQ(0x80000000u, a32->getAddress32(s, s.data()));
     EXPECT_EQ(0x80000000ull, a32->getAddress64(s, s.data()));
-    auto a64 = reader<Address64TracePointField>(7);
+    auto a64 = at<Address64TracePointField>(7);
     EXPECT_TRUE(a64->is64Bit());
     EXPECT_EQ(0xFFFF000012345678ull, a64->getAddress64(s, s.data()));
     EXPECT_EQ(0x12345678u, a64->getAddress32(s, s.data()));
