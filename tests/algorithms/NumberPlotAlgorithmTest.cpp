@@ -1,9 +1,7 @@
 #include "algorithms/NumberPlotAlgorithm.h"
 #include "algorithms/TracePointAlgorithmStore.h"
-#include "app/ProcessDictionary.h"
 #include "kestrel/JSOM.h"
 #include "kestrel/JsomWriter.h"
-#include "kestrel/Singleton.h"
 #include "perfevents/PerfEventDataSampleAncillary.h"
 #include "perfevents/TracePointFieldStore.h"
 
@@ -17,8 +15,7 @@ namespace {
 
 const char* const DATABASE = R"({
   "common": {"fields": {
-    "common_type": {"offset": 0, "size": 2, "cast": "uint16_t"},
-    "common_tid": {"type": "__ancillary_tid"}
+    "common_type": {"offset": 0, "size": 2, "cast": "uint16_t"}
   }},
   "events": {
     "test:ev": {"id": 7, "fields": {
@@ -31,9 +28,8 @@ const char* const DATABASE = R"({
 
 class Ancillary : public perfevents::PerfEventDataSampleAncillary {
 public:
-    unsigned int tid = 0;
-    unsigned int getPid() const override { return tid; }
-    unsigned int getTid() const override { return tid; }
+    unsigned int getPid() const override { return 0; }
+    unsigned int getTid() const override { return 0; }
     unsigned long long getCpu() const override { return 0; }
     unsigned long long getResource() const override { return 0; }
     unsigned int getRawSize() const override { return 16; }
@@ -53,11 +49,10 @@ protected:
         return std::unique_ptr<TracePointAlgorithm>(TracePointAlgorithmStore::createAlgorithm(channel, fields));
     }
 
-    void send(TracePointAlgorithm& algorithm, int id, double time, int value, short key, unsigned tid = 0) {
+    void send(TracePointAlgorithm& algorithm, int id, double time, int value, short key) {
         unsigned char raw[16] = {};
         memcpy(raw + 8, &value, sizeof(value));
         memcpy(raw + 12, &key, sizeof(key));
-        ancillary.tid = tid;
         algorithm.onTracePointEvent(id, time, ancillary, raw);
     }
 
@@ -129,22 +124,6 @@ TEST_F(NumberPlotTest, PivotedSeriesOrderedBySignedKeyAndLabelled) {
                   R"("group":"","info":{"key":3,"Trace Event":"test:ev","Trace Field":"value"},)"
                   R"("time":100.25,"type":"long","data":[[0,1],[2,4]]}])",
               out);
-}
-
-TEST_F(NumberPlotTest, TaskPivotUsesThreadNamesWhereKnown) {
-    ProcessDictionary& processes = kestrel::Singleton<ProcessDictionary>::Instance();
-    processes.addThread(40, 41, "worker");
-    processes.addThread(42, 42, "");
-    auto algorithm = create(R"({"detail": {"algorithm": "numberplot", "events": ["test:ev"], "valueField": "value",
-        "pivotField": "common_tid"}})");
-    send(*algorithm, 7, 0.0, 1, 0, 41);
-    send(*algorithm, 7, 0.0, 1, 0, 42);
-    send(*algorithm, 7, 0.0, 1, 0, 43);
-    const std::string out = close(*algorithm, true);
-    processes.clear();
-    EXPECT_NE(std::string::npos, out.find(R"({"label":"worker","pivot":{"common_tid":41})")) << out;
-    EXPECT_NE(std::string::npos, out.find(R"({"label":"42","pivot":{"common_tid":42})")) << out;
-    EXPECT_NE(std::string::npos, out.find(R"({"label":"43","pivot":{"common_tid":43})")) << out;
 }
 
 TEST_F(NumberPlotTest, ConfigurationErrorsLeaveTheAlgorithmInert) {
