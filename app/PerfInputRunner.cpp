@@ -124,7 +124,7 @@ void PerfInputRunner::_run(kestrel::JSOM& channels, std::ifstream* input,
     } catch (const std::exception& e) {
         // A file the reader cannot make sense of (for example an attribute too short to decode) ends the run
         // like an I/O error.
-        logger->errorf("%p %s", this, e.what());
+        logger->errorf("%p Cannot read the input: %s", this, e.what());
     }
 }
 

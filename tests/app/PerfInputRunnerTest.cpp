@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -66,7 +67,9 @@ std::string convert(double clockStart, unsigned long long* skipped = nullptr) {
     addSample(file, 100, 1.4, raw(8, 99));
     file.addComm(200, 101, "renamed");
     addSample(file, 100, 2.5, raw(7, -6));
-    const std::string path = testing::TempDir() + "runner-test.data";
+    // One file per process and run, so that tests running in parallel do not share it.
+    const std::string path =
+        testing::TempDir() + "runner-" + std::to_string(getpid()) + "-" + std::to_string(clockStart) + ".data";
     EXPECT_TRUE(file.writeTo(path));
 
     kestrel::Singleton<ProcessDictionary>::Instance().clear();
@@ -79,6 +82,7 @@ std::string convert(double clockStart, unsigned long long* skipped = nullptr) {
     kestrel::TimeConverter timeConverter;
     timeConverter.setup(clockStart, 0.0, 1.0, 0.0, 0.0);
     std::ifstream input(path, std::ios::in | std::ios::binary);
+    unlink(path.c_str());
     std::ostringstream out;
     {
         kestrel::JsomWriter writer(&out);

@@ -94,4 +94,12 @@ run notperf -c "$E2E_DATA/plotwright.conf" -i zero.data -o notperf.json
 [ "$(cat notperf.json)" = "[]" ] || fail "unreadable input: output [$(cat notperf.json)], expected []"
 grep -q '\[PerfRecordFileReader\]: ERROR Invalid header size' notperf.log || fail "the reader's error is not logged"
 
+# A valid header without any attribute: the reader gives up with its own exception, logged at ERROR.
+le64() { for i in 0 1 2 3 4 5 6 7; do printf "\\$(printf '%03o' $((($1 >> (8 * i)) & 255)))"; done; }
+{ printf PERFILE2; for v in 104 112 104 0 104 0 104 0 0 0 0 0; do le64 $v; done; head -c 152 /dev/zero; } >noattr.data
+run noattr -c "$E2E_DATA/plotwright.conf" -i noattr.data -o noattr.json
+[ "$(cat noattr.json)" = "[]" ] || fail "input without attributes: output [$(cat noattr.json)], expected []"
+grep -q '\[PerfInputRunner\]: ERROR 0x[0-9a-f]* Cannot read the input: At least one PerfEventAttribute' noattr.log ||
+    fail "an input without attributes is not reported: $(cat noattr.log)"
+
 exit $((failures != 0))
