@@ -1,6 +1,7 @@
 #include "algorithms/TracePointAlgorithmStore.h"
 
 #include "algorithms/NumberPlotAlgorithm.h"
+#include "algorithms/StatePlotAlgorithm.h"
 #include "algorithms/TracePointAlgorithmFactoryImpl.h"
 #include "kestrel/JSOM.h"
 
@@ -11,6 +12,7 @@ TracePointAlgorithmStore* TracePointAlgorithmStore::self = nullptr;
 
 TracePointAlgorithmStore::TracePointAlgorithmStore() {
     factories[ALGORITHM_NUMBER_PLOT] = new TracePointAlgorithmFactoryImpl<NumberPlotAlgorithm>();
+    factories[ALGORITHM_STATE_PLOT] = new TracePointAlgorithmFactoryImpl<StatePlotAlgorithm>();
 }
 
 // The factories live as long as the process; the store only forgets them.

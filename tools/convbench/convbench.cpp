@@ -1,7 +1,8 @@
 // Conversion benchmark helper.
 //   convbench generate <dir> <samples>   writes <dir>/bench.data with the given number of trace point samples of
 //                                        one trace point ("bench:value", id 300) spread over 32 threads, and the
-//                                        event database, channel info file and configuration to convert it
+//                                        event database, channel info file (a number plot per thread and a
+//                                        filtered state plot per CPU) and configuration to convert it
 //   convbench walk <file>                reads every record of a perf.data file with a listener that does
 //                                        nothing, and prints the time this took
 
@@ -74,7 +75,8 @@ int generate(const std::string& dir, unsigned long long count) {
     writeText(dir + "/events.json", R"({
   "common": {"fields": {
     "common_type": {"type": "unsigned short", "offset": 0, "size": 2, "cast": "uint16_t"},
-    "common_tid": {"type": "__ancillary_tid"}
+    "common_tid": {"type": "__ancillary_tid"},
+    "common_cpu": {"type": "__ancillary_cpu"}
   }},
   "events": {"bench:value": {"id": 300, "fields": {
     "value": {"type": "long", "offset": 8, "size": 8, "cast": "int64_t"}
@@ -83,7 +85,11 @@ int generate(const std::string& dir, unsigned long long count) {
 )");
     writeText(dir + "/channels.json", R"([
   {"id": "value", "name": "Value per thread", "detail": {"type": "varnel2", "algorithm": "numberplot",
-   "events": ["bench:value"], "valueField": "value", "pivotField": "common_tid", "pivotPrefix": "thread"}}
+   "events": ["bench:value"], "valueField": "value", "pivotField": "common_tid", "pivotPrefix": "thread"}},
+  {"id": "state", "name": "Low values per CPU", "detail": {"type": "varnel2", "algorithm": "stateplot",
+   "events": ["bench:value"], "pivotField": "common_cpu", "pivotPrefix": "CPU",
+   "eventConfigs": [{"eventIndex": 0, "stateField": "value", "filterFormula": "$0 500 < $1 1031 != &&",
+                     "filterFields": ["value", "common_tid"]}]}}
 ]
 )");
     writeText(dir + "/bench.conf", "{\"eventDatabase\": \"" + dir + "/events.json\", \"inputPerfFile\": \"" + dir +

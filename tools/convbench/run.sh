@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Times a whole conversion of a synthetic recording (default 5,000,000 samples, one number plot channel pivoted
-# by thread id) next to the record walk alone. Usage: tools/convbench/run.sh [samples]
+# by thread id, one state plot channel per CPU with a filter formula) next to the record walk alone. Usage: tools/convbench/run.sh [samples]
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 samples=${1:-5000000}

@@ -1,0 +1,568 @@
+#include "algorithms/StatePlotAlgorithm.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "algorithms/StatePlotAlgorithmDictionary.h"
+#include "app/FieldDictionaries.h"
+#include "app/ProcessDictionary.h"
+#include "app/SeriesDataSet.h"
+#include "kestrel/JsomWriter.h"
+#include "kestrel/Logger.h"
+#include "kestrel/PostfixErrors.h"
+#include "kestrel/Singleton.h"
+#include "perfevents/NumericTracePointField.h"
+#include "perfevents/PerfEventDataSampleAncillary.h"
+#include "perfevents/TracePointFieldStore.h"
+
+kestrel::Logger* StatePlotAlgorithm::logger = nullptr;
+bool StatePlotAlgorithm::dictionarySent = false;
+
+namespace {
+
+// Filter results within this distance of zero count as false.
+const double FILTER_REJECT_BOUND = 1e-10;
+
+// Pivoted labels are built in a buffer of this size, so they keep at most 126 characters.
+const size_t LABEL_BUFFER_SIZE = 128;
+const size_t LABEL_LIMIT = 127;
+
+void writeLabel(kestrel::JsomWriter& writer, const char* label) {
+    writer.appendLabel(label, true);
+}
+
+void writeLabel(kestrel::JsomWriter& writer, const std::string& label) {
+    writer.appendLabel(label.c_str(), static_cast<int>(label.size()), true);
+}
+
+void writeString(kestrel::JsomWriter& writer, const std::string& value) {
+    writer.appendString(value, false);
+}
+
+void writeJson(kestrel::JsomWriter& writer, const kestrel::JSOM& value) {
+    std::string text;
+    value.toCompactString(text, kestrel::JSOM::defaultPrecision);
+    writer.appendJsonValue(text.c_str(), static_cast<int>(text.size()));
+}
+
+// Writes { "scope": "plotwright", "dictionary": name }.
+void writeDictionaryReference(kestrel::JsomWriter& writer, const char* name) {
+    writer.startObject();
+    writeLabel(writer, "scope");
+    writer.appendString("plotwright", false);
+    writeLabel(writer, "dictionary");
+    writer.appendString(name, false);
+    writer.endObject();
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------------------------
+// Points and lists
+
+StatePlotAlgorithm::RunDataList::~RunDataList() {
+    clear();
+}
+
+void StatePlotAlgorithm::RunDataList::clear() {
+    for (RunData* run : runs) {
+        delete run;
+    }
+    runs.clear();
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// Event configurations
+
+StatePlotAlgorithm::EventData::EventData(int id)
+    : eventId(id), stateField(nullptr), magnitudeField(nullptr), innerPivotField(nullptr), outerPivotField(nullptr) {}
+
+StatePlotAlgorithm::EventData::~EventData() {
+    delete stateField;
+    delete magnitudeField;
+    delete innerPivotField;
+    delete outerPivotField;
+    for (perfevents::NumericTracePointField* field : filterFields) {
+        delete field;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// Columns
+
+bool StatePlotAlgorithm::FieldInfo::setup(const char* defaultName, std::set<std::string> usedNames) {
+    if (fieldNames.empty()) {
+        name = defaultName;
+        return true;
+    }
+    if (fieldNames.size() > 1) {
+        // Several trace point fields feed the column: no single name or dictionary describes it.
+        description = "Composite of fields: ";
+        bool first = true;
+        for (const std::string& fieldName : fieldNames) {
+            if (!first) {
+                description += ", ";
+            }
+            description += fieldName;
+            first = false;
+        }
+        name = defaultName;
+        return true;
+    }
+    name = *fieldNames.begin();
+    description = name;
+    const char* fieldDictionary = FieldDictionaries::getDictionary(name);
+    if (fieldDictionary != nullptr) {
+        dictionary = fieldDictionary;
+    }
+    if (usedNames.count(name) != 0) {
+        name = defaultName;
+        return true;
+    }
+    return false;
+}
+
+void StatePlotAlgorithm::FieldInfo::printColumnDictionaryEntry(kestrel::JsomWriter& writer, int column) const {
+    writeLabel(writer, name);
+    writer.startObject();
+    writeLabel(writer, "column");
+    writer.appendLong(column);
+    if (!description.empty()) {
+        writeLabel(writer, "description");
+        writeString(writer, description);
+    }
+    if (!dictionary.empty()) {
+        writeLabel(writer, "dataDictionary");
+        writeDictionaryReference(writer, dictionary.c_str());
+    }
+    writer.endObject();
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// Construction
+
+StatePlotAlgorithm::StatePlotAlgorithm(const kestrel::JSOM& channelEntry,
+                                       const perfevents::TracePointFieldStore& fields)
+    : configured(false), hasMagnitude(false), hasInnerPivot(false), hasOuterPivot(false), unpivotedList(nullptr),
+      usesDefaultColumns(false), pivotIsTask(false) {
+    // A private deep copy: navigating to missing members must not change the caller's document, and the
+    // "info" and "hints" edits at close time stay with this algorithm.
+    channel.copy(channelEntry);
+    if (logger == nullptr) {
+        logger = kestrel::Logger::getLogger("StatePlotAlgorithm");
+    }
+    if (!_configure(fields)) {
+        return;
+    }
+    configured = true;
+    _nameColumns();
+    if (usesDefaultColumns && !dictionarySent) {
+        dictionarySent = true;
+        kestrel::Singleton<SeriesDataSet>::Instance().add(new StatePlotAlgorithmDictionary());
+    }
+}
+
+StatePlotAlgorithm::~StatePlotAlgorithm() {
+    for (EventData* eventData : eventDatas) {
+        delete eventData;
+    }
+}
+
+bool StatePlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fields) {
+    kestrel::JSOM detail = channel["detail"];
+    const char* pivotField = detail["pivotField"].stringValuePtr(nullptr);
+    if (pivotField != nullptr && pivotField[0] != '\0') {
+        hasOuterPivot = true;
+        pivotFieldName = pivotField;
+    } else {
+        unpivotedList = &runDataLists[0];
+    }
+
+    kestrel::JSOM configs = detail["eventConfigs"];
+    int count = configs.isArray() ? configs.size() : 0;
+    if (count == 0) {
+        logger->errorf("%p Configuration Error: Event configuration is missing 'eventConfigs'.", this);
+        return false;
+    }
+    kestrel::JSOM events = detail["events"];
+    for (int i = 0; i < count; ++i) {
+        if (!_configureEvent(fields, events, configs[i], i)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& events,
+                                         kestrel::JSOM config, int position) {
+    long long index = config["eventIndex"].longValue(-1);
+    int eventCount = events.isArray() ? events.size() : 0;
+    if (index < 0 || index >= eventCount) {
+        logger->errorf("%p Configuration Error: Event configuration %d has bad 'eventIndex'.", this, position);
+        return false;
+    }
+    int idx = static_cast<int>(index);
+    const char* eventName = events[idx].stringValuePtr(nullptr);
+    if (eventName == nullptr) {
+        logger->errorf("%p Configuration Error: Cannot read event name for eventIndex %d.", this, idx);
+        return false;
+    }
+    int eventId = fields.getEventID(eventName);
+    if (eventId == -1) {
+        logger->errorf("%p Configuration Error: Cannot find event [%s] in the store.", this, eventName);
+        return false;
+    }
+    eventIds.insert(eventId);
+    EventData* eventData = new EventData(eventId);
+    eventDatas.push_back(eventData);
+
+    // State: always required.
+    const char* stateName = config["stateField"].stringValuePtr(nullptr);
+    if (stateName == nullptr) {
+        logger->errorf("%p Configuration Error: Cannot read stateField on event #%d.", this, idx);
+        return false;
+    }
+    logger->debugf("%p preparing %s trace point field %s '%s'", this, "stateField", eventName, stateName);
+    eventData->stateField = fields.createNumericField(eventName, stateName);
+    if (eventData->stateField == nullptr) {
+        logger->errorf("%p Configuration Error: Cannot find stateField [%s:%s] in the store.", this, eventName,
+                       stateName);
+        return false;
+    }
+    stateInfo.fieldNames.insert(stateName);
+
+    // Magnitude and inner pivot: switched on by the configuration of event index 0, then required.
+    if (idx == 0 && config["magnitudeField"].stringValuePtr(nullptr) != nullptr) {
+        hasMagnitude = true;
+    }
+    if (hasMagnitude && !_createOptionalField(fields, config, "magnitudeField", eventName, idx,
+                                              eventData->magnitudeField, magnitudeInfo)) {
+        return false;
+    }
+    if (idx == 0 && config["innerPivotField"].stringValuePtr(nullptr) != nullptr) {
+        hasInnerPivot = true;
+    }
+    if (hasInnerPivot && !_createOptionalField(fields, config, "innerPivotField", eventName, idx,
+                                               eventData->innerPivotField, innerPivotInfo)) {
+        return false;
+    }
+
+    if (hasOuterPivot) {
+        logger->debugf("%p preparing %s trace point field %s '%s'", this, "pivotField", eventName,
+                       pivotFieldName.c_str());
+        eventData->outerPivotField = fields.createNumericField(eventName, pivotFieldName.c_str());
+        if (eventData->outerPivotField == nullptr) {
+            logger->errorf("%p Configuration Error: Cannot find outer pivot field [%s:%s] in the store.", this,
+                           eventName, pivotFieldName.c_str());
+            return false;
+        }
+        pivotIsTask = pivotFieldName == "common_pid" || pivotFieldName == "common_tid";
+    }
+
+    // Filter: compile the formula, then create the readers of its variables.
+    const char* formula = config["filterFormula"].stringValuePtr(nullptr);
+    if (formula == nullptr || formula[0] == '\0') {
+        return true;
+    }
+    std::vector<std::string> tokens;
+    tokenizeString(tokens, formula);
+    logger->debugf("%p assigning function '%s' args=%d", this, formula, static_cast<int>(tokens.size()));
+    int code = eventData->filter.assign(tokens);
+    if (code != kestrel::PostfixErrors::OK) {
+        logger->errorf("%p Filter assignment error: %s", this,
+                       kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code)));
+        return false;
+    }
+    kestrel::JSOM filterFields = config["filterFields"];
+    int filterCount = filterFields.isArray() ? filterFields.size() : 0;
+    for (int k = 0; k < filterCount; ++k) {
+        const char* fieldName = filterFields[k].stringValuePtr(nullptr);
+        if (fieldName == nullptr) {
+            fieldName = "";
+        }
+        logger->debugf("%p preparing %s trace point field %s '%s'", this, "filterFields", eventName, fieldName);
+        perfevents::NumericTracePointField* reader =
+            fieldName[0] == '\0' ? nullptr : fields.createNumericField(eventName, fieldName);
+        if (reader == nullptr) {
+            logger->errorf("%p Configuration Error: Cannot find field [%s:%s] in the store.", this, eventName,
+                           fieldName);
+            return false;
+        }
+        eventData->filterFields.push_back(reader);
+        eventData->filterArgs.push_back(0.0);
+    }
+    return true;
+}
+
+bool StatePlotAlgorithm::_createOptionalField(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config,
+                                              const char* key, const char* eventName, int eventIndex,
+                                              perfevents::NumericTracePointField*& reader, FieldInfo& info) {
+    const char* fieldName = config[key].stringValuePtr(nullptr);
+    if (fieldName == nullptr) {
+        logger->errorf("%p Configuration Error: Cannot read %s on event #%d.", this, key, eventIndex);
+        return false;
+    }
+    logger->debugf("%p preparing %s trace point field %s '%s'", this, key, eventName, fieldName);
+    reader = fields.createNumericField(eventName, fieldName);
+    if (reader == nullptr) {
+        logger->errorf("%p Configuration Error: Cannot find %s [%s:%s] in the store.", this, key, eventName, fieldName);
+        return false;
+    }
+    info.fieldNames.insert(fieldName);
+    return true;
+}
+
+void StatePlotAlgorithm::_nameColumns() {
+    std::set<std::string> usedNames;
+    bool stateDefault = stateInfo.setup("state", usedNames);
+    usedNames.insert(stateInfo.name);
+    bool magnitudeDefault = magnitudeInfo.setup("magnitude", usedNames);
+    usedNames.insert(magnitudeInfo.name);
+    bool innerPivotDefault = innerPivotInfo.setup("inner_pivot", usedNames);
+    usesDefaultColumns = stateDefault || magnitudeDefault || innerPivotDefault;
+}
+
+void StatePlotAlgorithm::tokenizeString(std::vector<std::string>& tokens, const char* text) {
+    tokens.clear();
+    if (text == nullptr) {
+        return;
+    }
+    logger->tracef("%p: tokenizeString('%s')", this, text);
+    static const char* const SEPARATORS = " \t\r\n";
+    const char* position = text;
+    while (*position != '\0') {
+        position += strspn(position, SEPARATORS);
+        size_t length = strcspn(position, SEPARATORS);
+        if (length == 0) {
+            break;
+        }
+        tokens.emplace_back(position, length);
+        logger->tracef("%p: tokenizeString: new token '%s'", this, tokens.back().c_str());
+        position += length;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// Event processing
+
+const StatePlotAlgorithm::EventData*
+StatePlotAlgorithm::_acceptingEntry(int eventId, const perfevents::PerfEventDataSampleAncillary& ancillary,
+                                    const unsigned char* data) {
+    for (EventData* entry : eventDatas) {
+        if (entry->eventId != eventId) {
+            continue;
+        }
+        if (entry->filterFields.empty()) {
+            return entry;
+        }
+        for (size_t k = 0; k < entry->filterFields.size(); ++k) {
+            double value = entry->filterFields[k]->getDouble(ancillary, data);
+            entry->filterArgs[k] = value;
+            logger->tracef("%p: filter argument $%d = %0.6f", this, static_cast<int>(k), value);
+        }
+        double result = 0.0;
+        int code = entry->filter.eval(result, entry->filterArgs);
+        if (code != kestrel::PostfixErrors::OK) {
+            logger->errorf("%p Filter execution error: %s", this,
+                           kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code)));
+            if (code == kestrel::PostfixErrors::DIVIDE_BY_ZERO) {
+                continue;
+            }
+            // Any other failure means the formula cannot work on these samples at all: stop for good.
+            configured = false;
+            return nullptr;
+        }
+        // A NaN result fails both comparisons and so accepts the sample.
+        if (result >= -FILTER_REJECT_BOUND && result <= FILTER_REJECT_BOUND) {
+            continue;
+        }
+        return entry;
+    }
+    return nullptr;
+}
+
+void StatePlotAlgorithm::onTracePointEvent(int eventId, double time,
+                                           const perfevents::PerfEventDataSampleAncillary& ancillary,
+                                           const unsigned char* data) {
+    if (!configured || eventIds.find(eventId) == eventIds.end()) {
+        return;
+    }
+    const EventData* entry = _acceptingEntry(eventId, ancillary, data);
+    if (entry == nullptr) {
+        return;
+    }
+    RunData* run = new RunData();
+    run->time = time;
+    run->state = entry->stateField->getInt32(ancillary, data);
+    // A configuration listed before the one that switched a column on may have no reader for it: it carries 0.
+    run->innerPivot =
+        hasInnerPivot && entry->innerPivotField != nullptr ? entry->innerPivotField->getInt64(ancillary, data) : 0;
+    run->magnitude =
+        hasMagnitude && entry->magnitudeField != nullptr ? entry->magnitudeField->getDouble(ancillary, data) : 0.0;
+
+    RunDataList* list = unpivotedList;
+    if (hasOuterPivot) {
+        list = &runDataLists[entry->outerPivotField->getInt64(ancillary, data)];
+    }
+    if (run->time < list->lastTime) {
+        list->unsorted = true;
+    }
+    list->lastTime = run->time;
+    list->runs.push_back(run);
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// Output
+
+bool StatePlotAlgorithm::onClose(kestrel::JsomWriter& writer, double clockOrigin) {
+    if (!configured) {
+        return false;
+    }
+    std::string labelPrefix;
+    const char* pivotPrefix = channel["detail"]["pivotPrefix"].stringValuePtr(nullptr);
+    if (pivotPrefix != nullptr && pivotPrefix[0] != '\0') {
+        labelPrefix = pivotPrefix;
+        labelPrefix += ' ';
+    }
+    for (auto& entry : runDataLists) {
+        _writeSeries(writer, clockOrigin, entry.first, entry.second, labelPrefix);
+    }
+    return !runDataLists.empty();
+}
+
+void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key, RunDataList& list,
+                                      const std::string& labelPrefix) {
+    if (list.unsorted && !list.runs.empty()) {
+        // The merge sort stays within bounds even for NaN times, where the comparison is no strict order.
+        std::stable_sort(list.runs.begin(), list.runs.end(), RunDataList::isLessThan);
+    }
+    writer.startObject();
+    _writeLabel(writer, key, labelPrefix);
+    if (hasOuterPivot) {
+        writeLabel(writer, "pivot");
+        writer.startObject();
+        writeLabel(writer, pivotFieldName);
+        writer.appendLong(key);
+        writer.endObject();
+    }
+    _writeColumnDictionary(writer);
+
+    kestrel::JSOM detail = channel["detail"];
+    const std::string& group = detail["group"].stringValue(kestrel::JSOM::EMPTY_STRING);
+    if (!group.empty()) {
+        writeLabel(writer, "group");
+        writeString(writer, group);
+    }
+    writeLabel(writer, "endState");
+    writer.appendLong(detail["endState"].longValue(0));
+
+    _writeInfo(writer, key);
+
+    kestrel::JSOM hints = channel["hints"];
+    if (hints.isObject()) {
+        hints.erase("empty");
+        writeLabel(writer, "hints");
+        writeJson(writer, hints);
+    }
+
+    writeLabel(writer, "time");
+    writer.appendDouble(clockOrigin, 6);
+    writeLabel(writer, "type");
+    const char* type =
+        hasInnerPivot ? (hasMagnitude ? "state-key-value" : "state-key") : (hasMagnitude ? "state-value" : "state");
+    writer.appendString(type, false);
+
+    writeLabel(writer, "data");
+    writer.startArray();
+    for (RunData*& run : list.runs) {
+        writer.startArray();
+        writer.appendDouble(run->time, 6);
+        writer.appendLong(run->state);
+        if (hasInnerPivot) {
+            writer.appendLong(run->innerPivot);
+        }
+        if (hasMagnitude) {
+            writer.appendDouble(run->magnitude, 1);
+        }
+        writer.endArray();
+        delete run;
+        run = nullptr;
+    }
+    list.runs.clear();
+    writer.endArray();
+    writer.endObject();
+}
+
+void StatePlotAlgorithm::_writeLabel(kestrel::JsomWriter& writer, long long key, const std::string& labelPrefix) {
+    writeLabel(writer, "label");
+    if (!hasOuterPivot) {
+        writeString(writer, channel["name"].stringValue(kestrel::JSOM::EMPTY_STRING));
+        return;
+    }
+    char label[LABEL_BUFFER_SIZE];
+    const std::string* taskName = nullptr;
+    if (pivotIsTask) {
+        taskName = kestrel::Singleton<ProcessDictionary>::Instance().getThreadName(static_cast<int32_t>(key));
+    }
+    if (taskName != nullptr && !taskName->empty()) {
+        snprintf(label, LABEL_LIMIT, "%s%s", labelPrefix.c_str(), taskName->c_str());
+    } else {
+        snprintf(label, LABEL_LIMIT, "%s%lld", labelPrefix.c_str(), key);
+    }
+    writer.appendString(label, static_cast<int>(strlen(label)), false);
+}
+
+void StatePlotAlgorithm::_writeColumnDictionary(kestrel::JsomWriter& writer) {
+    writeLabel(writer, "columnDictionary");
+    writer.startObject();
+    writeLabel(writer, "type");
+    writer.appendString("map", false);
+    if (usesDefaultColumns) {
+        writeLabel(writer, "extends");
+        writeDictionaryReference(writer, "statePlotColumns");
+    }
+    writeLabel(writer, "map");
+    writer.startObject();
+    stateInfo.printColumnDictionaryEntry(writer, 1);
+    if (hasInnerPivot) {
+        innerPivotInfo.printColumnDictionaryEntry(writer, 2);
+    }
+    if (hasMagnitude) {
+        magnitudeInfo.printColumnDictionaryEntry(writer, hasInnerPivot ? 3 : 2);
+    }
+    writer.endObject();
+    writer.endObject();
+}
+
+void StatePlotAlgorithm::_writeInfo(kestrel::JsomWriter& writer, long long key) {
+    kestrel::JSOM info = channel["info"];
+    if (hasOuterPivot) {
+        info[pivotFieldName].setLong(key);
+    }
+    info["State"].setString(stateInfo.description);
+    if (hasMagnitude) {
+        info["Y-Axis"].setString(magnitudeInfo.description);
+    }
+    if (hasInnerPivot) {
+        info["Subplot"].setString(innerPivotInfo.description);
+    }
+    std::string traceEvents;
+    kestrel::JSOM events = channel["detail"]["events"];
+    int eventCount = events.isArray() ? events.size() : 0;
+    bool first = true;
+    for (int i = 0; i < eventCount; ++i) {
+        kestrel::JSOM event = events[i];
+        if (!event.isString()) {
+            continue;
+        }
+        if (!first) {
+            traceEvents += ", ";
+        }
+        traceEvents += event.stringValue(kestrel::JSOM::EMPTY_STRING);
+        first = false;
+    }
+    info["Trace Events"].setString(traceEvents);
+    writeLabel(writer, "info");
+    writeJson(writer, info);
+}

@@ -1,0 +1,150 @@
+#ifndef ALGORITHMS_STATEPLOTALGORITHM_H
+#define ALGORITHMS_STATEPLOTALGORITHM_H
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "algorithms/TracePointAlgorithm.h"
+#include "kestrel/JSOM.h"
+#include "kestrel/PostfixCalculator.h"
+
+namespace kestrel {
+class JsomWriter;
+class Logger;
+} // namespace kestrel
+
+namespace perfevents {
+class NumericTracePointField;
+class PerfEventDataSampleAncillary;
+class TracePointFieldStore;
+} // namespace perfevents
+
+/**
+ * Turns trace point samples into state plots: series of points, each saying from which time a traced object
+ * was in which state, optionally with a subplot key (inner pivot) and a value (magnitude), one series per value
+ * of an outer pivot field.
+ *
+ * One algorithm may draw on several trace points; each event configuration names a trace point, the fields
+ * giving the state, magnitude and pivots, and an optional postfix filter formula. Configurations for the same
+ * trace point are alternatives, tried in configuration order.
+ */
+class StatePlotAlgorithm : public TracePointAlgorithm {
+public:
+    /** One point: from `time` on, the object was in `state`. */
+    struct RunData {
+        double time;
+        double magnitude;
+        int64_t innerPivot;
+        int32_t state;
+    };
+
+    /** The points of one outer pivot value, in arrival order; owns the points. */
+    class RunDataList {
+    public:
+        RunDataList() : lastTime(0.0), unsorted(false) {}
+        ~RunDataList();
+        RunDataList(const RunDataList&) = delete;
+        RunDataList& operator=(const RunDataList&) = delete;
+
+        static bool isLessThan(const RunData* a, const RunData* b) { return a->time < b->time; }
+
+        /** Deletes every point and empties the list. */
+        void clear();
+
+        std::vector<RunData*> runs;
+        double lastTime;
+        bool unsorted;
+    };
+
+    /** One event configuration: a trace point, its field readers and its filter. */
+    class EventData {
+    public:
+        explicit EventData(int id);
+        ~EventData();
+        EventData(const EventData&) = delete;
+        EventData& operator=(const EventData&) = delete;
+
+        int eventId;
+        perfevents::NumericTracePointField* stateField;
+        perfevents::NumericTracePointField* magnitudeField;
+        perfevents::NumericTracePointField* innerPivotField;
+        perfevents::NumericTracePointField* outerPivotField;
+        std::vector<perfevents::NumericTracePointField*> filterFields;
+        std::vector<double> filterArgs;
+        kestrel::PostfixCalculator<double, 32> filter;
+    };
+
+    /** One output column: its name, description, value dictionary and the trace point fields feeding it. */
+    class FieldInfo {
+    public:
+        /**
+         * Names the column: the one field's name, or `defaultName` when no field, several fields, or a name
+         * already taken by an earlier column. Returns true when the column ends up with the default name.
+         */
+        bool setup(const char* defaultName, std::set<std::string> usedNames);
+
+        /** Writes the column's member of a column dictionary's "map". */
+        void printColumnDictionaryEntry(kestrel::JsomWriter& writer, int column) const;
+
+        std::string name;
+        std::string description;
+        std::string dictionary;
+        std::set<std::string> fieldNames;
+    };
+
+    StatePlotAlgorithm(const kestrel::JSOM& channel, const perfevents::TracePointFieldStore& fields);
+    ~StatePlotAlgorithm() override;
+    StatePlotAlgorithm(const StatePlotAlgorithm&) = delete;
+    StatePlotAlgorithm& operator=(const StatePlotAlgorithm&) = delete;
+
+    void onTracePointEvent(int eventId, double time, const perfevents::PerfEventDataSampleAncillary& ancillary,
+                           const unsigned char* data) override;
+    bool onClose(kestrel::JsomWriter& writer, double clockOrigin) override;
+
+    /** Splits `text` at runs of blanks, tabs and line ends into `tokens` (emptied first). */
+    void tokenizeString(std::vector<std::string>& tokens, const char* text);
+
+    bool isConfigured() const { return configured; }
+
+private:
+    bool _configure(const perfevents::TracePointFieldStore& fields);
+    bool _configureEvent(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& events, kestrel::JSOM config,
+                         int position);
+    bool _createOptionalField(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config, const char* key,
+                              const char* eventName, int eventIndex, perfevents::NumericTracePointField*& reader,
+                              FieldInfo& info);
+    void _nameColumns();
+    const EventData* _acceptingEntry(int eventId, const perfevents::PerfEventDataSampleAncillary& ancillary,
+                                     const unsigned char* data);
+    void _writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key, RunDataList& list,
+                      const std::string& labelPrefix);
+    void _writeLabel(kestrel::JsomWriter& writer, long long key, const std::string& labelPrefix);
+    void _writeColumnDictionary(kestrel::JsomWriter& writer);
+    void _writeInfo(kestrel::JsomWriter& writer, long long key);
+
+    bool configured;
+    kestrel::JSOM channel;
+    bool hasMagnitude;
+    bool hasInnerPivot;
+    bool hasOuterPivot;
+    RunDataList* unpivotedList;
+    std::map<long long, RunDataList> runDataLists;
+    std::set<int> eventIds;
+    std::vector<EventData*> eventDatas;
+    FieldInfo stateInfo;
+    FieldInfo magnitudeInfo;
+    FieldInfo innerPivotInfo;
+    bool usesDefaultColumns;
+    bool pivotIsTask;
+
+    /** Name of the outer pivot field, kept for the "pivot" and "info" members of every series. */
+    std::string pivotFieldName;
+
+    static kestrel::Logger* logger;
+    static bool dictionarySent;
+};
+
+#endif
