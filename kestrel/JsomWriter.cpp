@@ -230,27 +230,23 @@ void JsomWriter::startArray() {
 }
 
 void JsomWriter::endObject() {
-    if (state != '{' && state != '}') {
-        reportNoContainer("endObject", "object", state);
-        return;
-    }
-    popState();
-    if (whitespace) {
-        indent();
-    }
-    writeChar('}');
+    _closeContainer("endObject", "object", '{', '}');
 }
 
 void JsomWriter::endArray() {
-    if (state != '[' && state != ']') {
-        reportNoContainer("endArray", "array", state);
+    _closeContainer("endArray", "array", '[', ']');
+}
+
+void JsomWriter::_closeContainer(const char* operation, const char* container, char open, char close) {
+    if (state != open && state != close) {
+        reportNoContainer(operation, container, state);
         return;
     }
     popState();
     if (whitespace) {
         indent();
     }
-    writeChar(']');
+    writeChar(close);
 }
 
 void JsomWriter::appendLabel(const char* label, int length, bool verbatim) {
