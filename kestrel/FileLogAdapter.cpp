@@ -2,10 +2,9 @@
 
 #include "kestrel/FileUtils.h"
 #include "kestrel/JSOM.h"
+#include "kestrel/Logger.h"
 
 #include <climits>
-#include <ctime>
-#include <sys/time.h>
 #include <unistd.h>
 
 namespace kestrel {
@@ -35,17 +34,7 @@ void FileLogAdapter::log(const LogLevel& level, std::string& loggerName, const c
             return;
         }
     }
-    struct timeval now;
-    gettimeofday(&now, nullptr);
-    time_t seconds = now.tv_sec;
-    struct tm local;
-    localtime_r(&seconds, &local);
-    char timeText[80];
-    if (strftime(timeText, sizeof(timeText), "%b %d %H:%M:%S", &local) == 0) {
-        timeText[0] = '\0';
-    }
-    fprintf(file, "%s.%03ld [%s]: %s %s\n", timeText, static_cast<long>(now.tv_usec / 1000), loggerName.c_str(),
-            level.getName().c_str(), message != nullptr ? message : "");
+    Logger::writeLine(file, loggerName, level, message != nullptr ? message : "");
     if (!buffered) {
         fflush(file);
     }

@@ -488,41 +488,8 @@ void JSONData::copy(const JSONData& src) {
 
 void JSONData::quoteJsonString(const std::string& text, std::string& out) {
     out.push_back('"');
-    const char* p = text.data();
-    const char* end = p + text.size();
-    const char* run = p;
-    for (; p < end; ++p) {
-        const char* rep;
-        switch (*p) {
-        case '\b':
-            rep = "\\b";
-            break;
-        case '\t':
-            rep = "\\t";
-            break;
-        case '\n':
-            rep = "\\n";
-            break;
-        case '\f':
-            rep = "\\f";
-            break;
-        case '\r':
-            rep = "\\r";
-            break;
-        case '"':
-            rep = "\\\"";
-            break;
-        case '\\':
-            rep = "\\\\";
-            break;
-        default:
-            continue;
-        }
-        out.append(run, p);
-        out.append(rep, 2);
-        run = p + 1;
-    }
-    out.append(run, end);
+    escapeJsonText(text.data(), text.data() + text.size(),
+                   [&out](const char* data, std::size_t length) { out.append(data, length); });
     out.push_back('"');
 }
 

@@ -1,6 +1,7 @@
 #ifndef KESTREL_JSONDATA_H
 #define KESTREL_JSONDATA_H
 
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -87,6 +88,9 @@ public:
 
     // Serialising.
     static void quoteJsonString(const std::string& text, std::string& out);
+    // Hands the characters from p to end to sink(const char* data, std::size_t length) with the JSON escapes
+    // applied: unescaped runs are passed whole, each escaped character as its two-character escape.
+    template <class Sink> static void escapeJsonText(const char* p, const char* end, Sink&& sink);
     void appendStringValue(std::string& out, int precision) const;
     void appendJsonString(std::string& out, bool pretty, int precision, int depth) const;
     void toJsonString(std::string& out, bool pretty, int precision) const;
@@ -133,6 +137,42 @@ private:
         ElementVector* elements;
     } value{};
 };
+
+template <class Sink> void JSONData::escapeJsonText(const char* p, const char* end, Sink&& sink) {
+    const char* run = p;
+    for (; p < end; ++p) {
+        const char* rep;
+        switch (*p) {
+        case '\b':
+            rep = "\\b";
+            break;
+        case '\t':
+            rep = "\\t";
+            break;
+        case '\n':
+            rep = "\\n";
+            break;
+        case '\f':
+            rep = "\\f";
+            break;
+        case '\r':
+            rep = "\\r";
+            break;
+        case '"':
+            rep = "\\\"";
+            break;
+        case '\\':
+            rep = "\\\\";
+            break;
+        default:
+            continue;
+        }
+        sink(run, static_cast<std::size_t>(p - run));
+        sink(rep, std::size_t(2));
+        run = p + 1;
+    }
+    sink(run, static_cast<std::size_t>(end - run));
+}
 
 } // namespace kestrel
 

@@ -1,4 +1,5 @@
 #include "kestrel/JsomWriter.h"
+#include "kestrel/JSONData.h"
 
 #include <charconv>
 #include <cstdint>
@@ -159,40 +160,8 @@ void JsomWriter::quote(const char* text, int length, bool verbatim) {
     if (verbatim) {
         write(text, length);
     } else {
-        const char* run = text;
-        const char* end = text + (length > 0 ? length : 0);
-        for (const char* p = text; p < end; ++p) {
-            const char* rep;
-            switch (*p) {
-            case '\b':
-                rep = "\\b";
-                break;
-            case '\t':
-                rep = "\\t";
-                break;
-            case '\n':
-                rep = "\\n";
-                break;
-            case '\f':
-                rep = "\\f";
-                break;
-            case '\r':
-                rep = "\\r";
-                break;
-            case '"':
-                rep = "\\\"";
-                break;
-            case '\\':
-                rep = "\\\\";
-                break;
-            default:
-                continue;
-            }
-            write(run, static_cast<int>(p - run));
-            write(rep, 2);
-            run = p + 1;
-        }
-        write(run, static_cast<int>(end - run));
+        JSONData::escapeJsonText(text, text + (length > 0 ? length : 0),
+                                 [this](const char* data, std::size_t n) { write(data, static_cast<int>(n)); });
     }
     writeChar('"');
 }
@@ -261,27 +230,23 @@ void JsomWriter::startArray() {
 }
 
 void JsomWriter::endObject() {
-    if (state != '{' && state != '}') {
-        reportNoContainer("endObject", "object", state);
-        return;
-    }
-    popState();
-    if (whitespace) {
-        indent();
-    }
-    writeChar('}');
+    _closeContainer("endObject", "object", '{', '}');
 }
 
 void JsomWriter::endArray() {
-    if (state != '[' && state != ']') {
-        reportNoContainer("endArray", "array", state);
+    _closeContainer("endArray", "array", '[', ']');
+}
+
+void JsomWriter::_closeContainer(const char* operation, const char* container, char open, char close) {
+    if (state != open && state != close) {
+        reportNoContainer(operation, container, state);
         return;
     }
     popState();
     if (whitespace) {
         indent();
     }
-    writeChar(']');
+    writeChar(close);
 }
 
 void JsomWriter::appendLabel(const char* label, int length, bool verbatim) {

@@ -62,6 +62,8 @@ protected:
 
 private:
     bool _prologue(const char* operation);
+    // Closes the innermost container when it is of the kind opened by open (close once it has members).
+    void _closeContainer(const char* operation, const char* container, char open, char close);
     void _writeNumber(const char* text, int length);
     void pushState(char c);
     void popState();

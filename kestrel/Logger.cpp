@@ -141,14 +141,7 @@ void Logger::setLevel(const LogLevel& newLevel) {
     }
 }
 
-void Logger::log(const LogLevel& lineLevel, const char* message) {
-    if (message == nullptr) {
-        message = "";
-    }
-    if (logAdapter != nullptr) {
-        logAdapter->log(lineLevel, name, message, bufferingEnabled);
-        return;
-    }
+void Logger::writeLine(std::FILE* out, const std::string& loggerName, const LogLevel& level, const char* message) {
     struct timeval now;
     gettimeofday(&now, nullptr);
     time_t seconds = now.tv_sec;
@@ -158,8 +151,19 @@ void Logger::log(const LogLevel& lineLevel, const char* message) {
     if (strftime(timeText, sizeof(timeText), "%b %d %H:%M:%S", &local) == 0) {
         timeText[0] = '\0';
     }
-    fprintf(stdout, "%s.%03ld [%s]: %s %s\n", timeText, static_cast<long>(now.tv_usec / 1000), name.c_str(),
-            lineLevel.getName().c_str(), message);
+    fprintf(out, "%s.%03ld [%s]: %s %s\n", timeText, static_cast<long>(now.tv_usec / 1000), loggerName.c_str(),
+            level.getName().c_str(), message);
+}
+
+void Logger::log(const LogLevel& lineLevel, const char* message) {
+    if (message == nullptr) {
+        message = "";
+    }
+    if (logAdapter != nullptr) {
+        logAdapter->log(lineLevel, name, message, bufferingEnabled);
+        return;
+    }
+    writeLine(stdout, name, lineLevel, message);
     if (!bufferingEnabled) {
         fflush(stdout);
     }

@@ -4,6 +4,7 @@
 #include "kestrel/LogLevel.h"
 
 #include <cstdarg>
+#include <cstdio>
 #include <string>
 
 namespace kestrel {
@@ -71,6 +72,10 @@ public:
     bool isInfoEnabled() const { return isEnabled(LogLevel::VALUE_INFO); }
     bool isDebugEnabled() const { return isEnabled(LogLevel::VALUE_DEBUG); }
     bool isTraceEnabled() const { return isEnabled(LogLevel::VALUE_TRACE); }
+
+    // Writes one time-stamped line "<local time>.<ms> [<loggerName>]: <level> <message>" to out, the form both
+    // standard output and the file adapter use.
+    static void writeLine(std::FILE* out, const std::string& loggerName, const LogLevel& level, const char* message);
 
     // Write one line without any level check.
     void log(const LogLevel& lineLevel, const char* message);

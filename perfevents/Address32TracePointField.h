@@ -1,19 +1,15 @@
 #ifndef PLOTWRIGHT_PERFEVENTS_ADDRESS32TRACEPOINTFIELD_H
 #define PLOTWRIGHT_PERFEVENTS_ADDRESS32TRACEPOINTFIELD_H
 
-#include "perfevents/AddressTracePointField.h"
+#include "perfevents/RawAddressTracePointField.h"
 
 namespace perfevents {
 
 /** Reads a 32-bit address from the raw data. */
-class Address32TracePointField : public AddressTracePointField {
+class Address32TracePointField : public RawAddressTracePointField<uint32_t> {
 public:
     Address32TracePointField();
     ~Address32TracePointField() override;
-
-    bool is64Bit() const override;
-    uint32_t getAddress32(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    uint64_t getAddress64(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
 };
 
 } // namespace perfevents

@@ -1,37 +1,12 @@
 #ifndef PLOTWRIGHT_PERFEVENTS_ANCILLARYUINT64TRACEPOINTFIELD_H
 #define PLOTWRIGHT_PERFEVENTS_ANCILLARYUINT64TRACEPOINTFIELD_H
 
-#include "perfevents/NumericTracePointField.h"
+#include "perfevents/AncillaryTracePointField.h"
 
 namespace perfevents {
 
-/**
- * Base of the readers whose value is an unsigned 64-bit number that does not come from the raw data (a value of
- * the sample's ancillary view, or a constant). Every getter converts the result of getValue; the raw data is
- * never touched.
- */
-class AncillaryUint64TracePointField : public NumericTracePointField {
-public:
-    ~AncillaryUint64TracePointField() override;
-
-    int8_t getInt8(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    int16_t getInt16(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    int32_t getInt32(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    int64_t getInt64(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    uint8_t getUint8(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    uint16_t getUint16(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    uint32_t getUint32(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    uint64_t getUint64(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    float getFloat(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    double getDouble(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-    long double getLongDouble(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const override;
-
-    /** The reader's value for one sample. */
-    virtual uint64_t getValue(const PerfEventDataSampleAncillary& ancillary, const unsigned char* data) const = 0;
-
-protected:
-    AncillaryUint64TracePointField(uint32_t size, const char* typeName) : NumericTracePointField(size, typeName) {}
-};
+/** Base of the readers whose value is an unsigned 64-bit number that does not come from the raw data. */
+using AncillaryUint64TracePointField = AncillaryTracePointField<uint64_t>;
 
 } // namespace perfevents
 

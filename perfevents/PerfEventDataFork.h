@@ -1,31 +1,18 @@
 #ifndef PERFEVENTS_PERFEVENTDATAFORK_H
 #define PERFEVENTS_PERFEVENTDATAFORK_H
 
-#include "perfevents/PerfEventData.h"
+#include "perfevents/PerfEventDataTaskRecord.h"
 
 namespace perfevents {
 
 /// PERF_RECORD_FORK: a task was created.
-class PerfEventDataFork : public PerfEventData {
+class PerfEventDataFork : public PerfEventDataTaskRecord {
 public:
     explicit PerfEventDataFork(const PerfEventAttribute& attribute);
-    bool parseEventData(const kestrel::ByteBufferViewport& body) override;
     ~PerfEventDataFork() override;
     Type getType() const override { return TYPE_FORK; }
 
-    unsigned int getPid() const { return pid; }
-    unsigned int getPpid() const { return ppid; }
-    unsigned int getTid() const { return tid; }
-    unsigned int getPtid() const { return ptid; }
-    unsigned long long getTime() const { return time; }
-
 private:
-    unsigned int pid;
-    unsigned int ppid;
-    unsigned int tid;
-    unsigned int ptid;
-    unsigned long long time;
-
     static kestrel::Logger* logger;
 };
 

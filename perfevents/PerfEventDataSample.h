@@ -54,8 +54,8 @@ protected:
     void buildGetters();
 
 private:
+    friend class SampleFieldsGetter;
     friend class GetterWithStreamId;
-    friend class GetterNoStreamId;
     friend class GetterWithPeriod;
 
     unsigned long long ip;

@@ -5,40 +5,40 @@
 
 namespace perfevents {
 
-unsigned int GetterWithStreamId::operator()(const unsigned char* position, unsigned int available) {
-    if (available < 40)
-        return NOT_DECODABLE;
+void SampleFieldsGetter::readIpToTime(const unsigned char* position) {
     std::memcpy(&sample.ip, position, 8);
     std::memcpy(&sample.pid, position + 8, 4);
     std::memcpy(&sample.tid, position + 12, 4);
     std::memcpy(&sample.time, position + 16, 8);
+}
+
+void SampleFieldsGetter::readCpuResource(const unsigned char* position) {
+    std::memcpy(&sample.cpu, position, 4);
+    std::memcpy(&sample.resource, position + 4, 4);
+}
+
+unsigned int GetterWithStreamId::operator()(const unsigned char* position, unsigned int available) {
+    if (available < 40)
+        return NOT_DECODABLE;
+    readIpToTime(position);
     std::memcpy(&sample.id, position + 24, 8);
-    std::memcpy(&sample.cpu, position + 32, 4);
-    std::memcpy(&sample.resource, position + 36, 4);
+    readCpuResource(position + 32);
     return 40;
 }
 
 unsigned int GetterNoStreamId::operator()(const unsigned char* position, unsigned int available) {
     if (available < 32)
         return NOT_DECODABLE;
-    std::memcpy(&sample.ip, position, 8);
-    std::memcpy(&sample.pid, position + 8, 4);
-    std::memcpy(&sample.tid, position + 12, 4);
-    std::memcpy(&sample.time, position + 16, 8);
-    std::memcpy(&sample.cpu, position + 24, 4);
-    std::memcpy(&sample.resource, position + 28, 4);
+    readIpToTime(position);
+    readCpuResource(position + 24);
     return 32;
 }
 
 unsigned int GetterWithPeriod::operator()(const unsigned char* position, unsigned int available) {
     if (available < 40)
         return NOT_DECODABLE;
-    std::memcpy(&sample.ip, position, 8);
-    std::memcpy(&sample.pid, position + 8, 4);
-    std::memcpy(&sample.tid, position + 12, 4);
-    std::memcpy(&sample.time, position + 16, 8);
-    std::memcpy(&sample.cpu, position + 24, 4);
-    std::memcpy(&sample.resource, position + 28, 4);
+    readIpToTime(position);
+    readCpuResource(position + 24);
     std::memcpy(&sample.period, position + 32, 8);
     return 40;
 }

@@ -40,37 +40,40 @@ private:
     T* destination;
 };
 
+/// The getters that read the fixed fields of the sample type straight into the sample.
+class SampleFieldsGetter : public ValueGetter {
+protected:
+    explicit SampleFieldsGetter(PerfEventDataSample& sample) : sample(sample) {}
+    /// ip, pid, tid and time, which open every fixed run of fields.
+    void readIpToTime(const unsigned char* position);
+    /// cpu and resource, which share one 8-byte slot.
+    void readCpuResource(const unsigned char* position);
+
+    PerfEventDataSample& sample;
+};
+
 /// ip, pid, tid, time, id, cpu, resource in one go.
-class GetterWithStreamId : public ValueGetter {
+class GetterWithStreamId : public SampleFieldsGetter {
 public:
-    explicit GetterWithStreamId(PerfEventDataSample& sample) : sample(sample) {}
+    explicit GetterWithStreamId(PerfEventDataSample& sample) : SampleFieldsGetter(sample) {}
     unsigned int operator()(const unsigned char* position, unsigned int available) override;
     unsigned int getMinimumSize() const override { return 40; }
-
-private:
-    PerfEventDataSample& sample;
 };
 
 /// ip, pid, tid, time, cpu, resource in one go.
-class GetterNoStreamId : public ValueGetter {
+class GetterNoStreamId : public SampleFieldsGetter {
 public:
-    explicit GetterNoStreamId(PerfEventDataSample& sample) : sample(sample) {}
+    explicit GetterNoStreamId(PerfEventDataSample& sample) : SampleFieldsGetter(sample) {}
     unsigned int operator()(const unsigned char* position, unsigned int available) override;
     unsigned int getMinimumSize() const override { return 32; }
-
-private:
-    PerfEventDataSample& sample;
 };
 
 /// ip, pid, tid, time, cpu, resource, period in one go.
-class GetterWithPeriod : public ValueGetter {
+class GetterWithPeriod : public SampleFieldsGetter {
 public:
-    explicit GetterWithPeriod(PerfEventDataSample& sample) : sample(sample) {}
+    explicit GetterWithPeriod(PerfEventDataSample& sample) : SampleFieldsGetter(sample) {}
     unsigned int operator()(const unsigned char* position, unsigned int available) override;
     unsigned int getMinimumSize() const override { return 40; }
-
-private:
-    PerfEventDataSample& sample;
 };
 
 /// Views the read-format block, sized from the attribute's read format.

@@ -35,6 +35,12 @@ inline bool openTemp(std::ifstream& input, const perfdatawriter::Bytes& bytes) {
     return input.is_open();
 }
 
+/// The whole file as text; empty when it cannot be read.
+inline std::string readText(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
 inline perfdatawriter::Bytes readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return perfdatawriter::Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());

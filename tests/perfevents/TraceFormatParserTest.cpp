@@ -1,24 +1,17 @@
 #include "perfevents/TraceFormatParser.h"
 
+#include "tests/perfevents/PerfTestFiles.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 
 using perfevents::TraceEventFormat;
 using perfevents::TraceFormatParser;
 
 namespace {
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 TraceEventFormat parse(const std::string& text) {
     return TraceFormatParser::parse(text.data(), text.size());
@@ -99,7 +92,7 @@ TEST(TraceFormatParser, RejectsMalformedTexts) {
 }
 
 TEST(TraceFormatParser, TruncatedTextsNeverReadPastTheirEnd) {
-    std::string text = readFile(PLOTWRIGHT_TEST_DATA "/recordings/formats/sched/sched_switch/format");
+    std::string text = perftest::readText(PLOTWRIGHT_TEST_DATA "/recordings/formats/sched/sched_switch/format");
     for (size_t length = 0; length < text.size(); ++length) {
         // An exact-size copy lets the sanitizers catch any read beyond the given length.
         std::unique_ptr<char[]> copy(new char[length + 1]);

@@ -2,6 +2,8 @@
 #include "perfevents/PerfFileTracingData.h"
 #include "perfevents/TraceFormatParser.h"
 
+#include "tests/perfevents/PerfTestFiles.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -18,13 +20,6 @@ namespace {
 std::vector<unsigned char> schedSection() {
     std::ifstream in(PLOTWRIGHT_TEST_DATA "/recordings/sched.data", std::ios::binary);
     return PerfFileTracingData::read(in);
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 // Writes a tracing data section in either byte order.
@@ -63,7 +58,8 @@ TEST(TracingDataParser, ReadsTheSectionOfARecording) {
     EXPECT_EQ(4096u, parser.getPageSize());
     ASSERT_EQ(4u, formats.size());
     for (const TraceEventFormat& format : formats) {
-        std::string text = readFile(PLOTWRIGHT_TEST_DATA "/recordings/formats/sched/" + format.name + "/format");
+        std::string text =
+            perftest::readText(PLOTWRIGHT_TEST_DATA "/recordings/formats/sched/" + format.name + "/format");
         TraceEventFormat fromTracefs = perfevents::TraceFormatParser::parse(text.data(), text.size());
         fromTracefs.system = "sched";
         EXPECT_EQ(fromTracefs, format) << format.name;
@@ -138,7 +134,7 @@ TEST(TracingDataParser, TruncatedAndDamagedSectionsAreErrors) {
 }
 
 TEST(PerfFileTracingData, FindsTheSectionAndRejectsDamagedFiles) {
-    const std::string file = readFile(PLOTWRIGHT_TEST_DATA "/recordings/sched.data");
+    const std::string file = perftest::readText(PLOTWRIGHT_TEST_DATA "/recordings/sched.data");
     auto read = [](const std::string& bytes) {
         std::istringstream in(bytes);
         return PerfFileTracingData::read(in);
