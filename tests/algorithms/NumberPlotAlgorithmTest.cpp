@@ -1,7 +1,9 @@
 #include "algorithms/NumberPlotAlgorithm.h"
 #include "algorithms/TracePointAlgorithmStore.h"
+#include "app/ProcessDictionary.h"
 #include "kestrel/JSOM.h"
 #include "kestrel/JsomWriter.h"
+#include "kestrel/Singleton.h"
 #include "perfevents/PerfEventDataSampleAncillary.h"
 #include "perfevents/TracePointFieldStore.h"
 
@@ -15,7 +17,8 @@ namespace {
 
 const char* const DATABASE = R"({
   "common": {"fields": {
-    "common_type": {"offset": 0, "size": 2, "cast": "uint16_t"}
+    "common_type": {"offset": 0, "size": 2, "cast": "uint16_t"},
+    "common_pid": {"offset": 12, "size": 2, "cast": "int16_t"}
   }},
   "events": {
     "test:ev": {"id": 7, "fields": {
@@ -124,6 +127,28 @@ TEST_F(NumberPlotTest, PivotedSeriesOrderedBySignedKeyAndLabelled) {
                   R"("group":"","info":{"key":3,"Trace Event":"test:ev","Trace Field":"value"},)"
                   R"("time":100.25,"type":"long","data":[[0,1],[2,4]]}])",
               out);
+}
+
+TEST_F(NumberPlotTest, TaskPivotLabelsUseThreadNamesCutAt126Characters) {
+    ProcessDictionary& threads = kestrel::Singleton<ProcessDictionary>::Instance();
+    threads.clear();
+    threads.addThread(3, 3, "three");
+    threads.addThread(3, 4, "");
+    threads.addThread(3, 5, "renamed-thread");
+    const std::string prefix(120, 'P');
+    auto algorithm = create(R"({"detail": {"algorithm": "numberplot", "events": ["test:ev"], "valueField": "value",
+        "pivotField": "common_pid", "pivotPrefix": ")" +
+                            prefix + "\"}}");
+    for (short pid : {3, 4, 5, 6}) {
+        send(*algorithm, 7, 0.0, 1, pid);
+    }
+    const std::string out = close(*algorithm, true);
+    threads.clear();
+    // A known name, an empty name and an unknown thread (shown by number); the label never exceeds 126 bytes.
+    for (const std::string& label : {prefix + " three", prefix + " 4", prefix + " renam", prefix + " 6"}) {
+        EXPECT_NE(std::string::npos, out.find("{\"label\":\"" + label + "\",\"pivot\":{\"common_pid\":")) << label;
+    }
+    EXPECT_EQ(std::string::npos, out.find(prefix + " rename")) << out;
 }
 
 TEST_F(NumberPlotTest, ConfigurationErrorsLeaveTheAlgorithmInert) {
