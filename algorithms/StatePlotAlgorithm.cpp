@@ -232,15 +232,16 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
     }
     stateInfo.fieldNames.insert(stateName);
 
-    // Magnitude and inner pivot: switched on by the configuration of event index 0, then required.
-    if (idx == 0 && config["magnitudeField"].stringValuePtr(nullptr) != nullptr) {
+    // Magnitude and inner pivot: switched on by the configuration of event index 0 that has the member (whatever
+    // its value, so that a value that is no field name is reported), then required.
+    if (idx == 0 && config["magnitudeField"].isResolved()) {
         hasMagnitude = true;
     }
     if (hasMagnitude && !_createOptionalField(fields, config, "magnitudeField", eventName, idx,
                                               eventData->magnitudeField, magnitudeInfo)) {
         return false;
     }
-    if (idx == 0 && config["innerPivotField"].stringValuePtr(nullptr) != nullptr) {
+    if (idx == 0 && config["innerPivotField"].isResolved()) {
         hasInnerPivot = true;
     }
     if (hasInnerPivot && !_createOptionalField(fields, config, "innerPivotField", eventName, idx,

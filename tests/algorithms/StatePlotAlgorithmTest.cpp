@@ -90,6 +90,8 @@ TEST_F(StatePlotTest, ConfigurationErrorsLeaveTheAlgorithmInert) {
         {R"({"detail":{"events":["ev","other"],"eventConfigs":[{"eventIndex":0,"stateField":"a","magnitudeField":"m"},
             {"eventIndex":1,"stateField":"a"}]}})",
          "Cannot read magnitudeField on event #1."},
+        {R"({"detail":{"events":["ev"],"eventConfigs":[{"eventIndex":0,"stateField":"a","innerPivotField":null}]}})",
+         "Cannot read innerPivotField on event #0."},
         {R"({"detail":{"events":["ev"],"eventConfigs":[{"eventIndex":0,"stateField":"a","innerPivotField":"zz"}]}})",
          "Cannot find innerPivotField [ev:zz] in the store."},
         {R"({"detail":{"events":["ev"],"pivotField":"zz","eventConfigs":[{"eventIndex":0,"stateField":"a"}]}})",
