@@ -75,12 +75,12 @@ int formatFixedFast(char* buf, double d, int precision) {
 
 /**
  * Formats a long double as printf would with the given format and precision. A value that is exactly a double
- * (every value the program writes) goes through std::to_chars, which produces the same digits much faster;
- * anything else falls back to the C library. Returns the length, at most NUMBER_BUFFER - 1.
+ * (every value the program writes; the caller has converted it to d and compared) goes through std::to_chars,
+ * which produces the same digits much faster; anything else falls back to the C library. Returns the length, at
+ * most NUMBER_BUFFER - 1.
  */
-int formatNumber(char* buf, long double value, std::chars_format format, int precision) {
-    double d = static_cast<double>(value);
-    if (static_cast<long double>(d) == value) {
+int formatNumber(char* buf, long double value, double d, bool exact, std::chars_format format, int precision) {
+    if (exact) {
         if (format == std::chars_format::fixed) {
             int n = formatFixedFast(buf, d, precision);
             if (n > 0) {
@@ -333,13 +333,18 @@ void JsomWriter::appendDouble(long double value, int precision) {
     if (!_prologue("appendDouble")) {
         return;
     }
+    // Where long double is wider than double its arithmetic runs in software: convert once, and compare in
+    // double when the value is exactly one (1e16 is a double, so the comparison gives the same answer).
+    double d = static_cast<double>(value);
+    bool exact = static_cast<long double>(d) == value;
+    bool large = exact ? (d > 1e16 || d < -1e16) : (value > 1e16L || value < -1e16L);
     char buf[NUMBER_BUFFER];
     int length;
-    if (value > 1e16L || value < -1e16L) {
+    if (large) {
         // Large magnitudes in exponent notation with six decimals (infinities land here too).
-        length = formatNumber(buf, value, std::chars_format::scientific, 6);
+        length = formatNumber(buf, value, d, exact, std::chars_format::scientific, 6);
     } else if (precision != 0) {
-        length = formatNumber(buf, value, std::chars_format::fixed, precision < 0 ? 6 : precision);
+        length = formatNumber(buf, value, d, exact, std::chars_format::fixed, precision < 0 ? 6 : precision);
         if (length > precision + 1) {
             while (length > 1 && buf[length - 1] == '0') {
                 --length;
@@ -349,7 +354,7 @@ void JsomWriter::appendDouble(long double value, int precision) {
             }
         }
     } else {
-        length = formatNumber(buf, value, std::chars_format::fixed, 6);
+        length = formatNumber(buf, value, d, exact, std::chars_format::fixed, 6);
     }
     write(buf, length);
 }
