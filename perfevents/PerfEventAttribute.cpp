@@ -127,7 +127,7 @@ std::ostream& operator<<(std::ostream& out, const PerfEventAttribute& a) {
     out << indent << "Config: " << a.getConfig() << " (0x" << Hex{a.getConfig(), 8} << ")\n";
     out << indent << "Sampling " << (a.isFrequency() ? "frequency: " : "period: ") << a.getSamplePeriod() << "\n";
     out << indent << "Sample type: 0x" << Hex{a.getSampleType(), 8} << "\n";
-    out << indent << "Always get sample data: " << a.isSampleIdAll() << "\n";
+    out << indent << "Always get sample data: " << (a.isSampleIdAll() ? 1 : 0) << "\n";
     out << indent << "Read format: 0x" << Hex{a.getReadFormat(), 8} << "\n";
     out << indent << "----\n";
     const struct {

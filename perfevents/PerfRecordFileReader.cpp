@@ -143,13 +143,17 @@ void PerfRecordFileReader::_readAttributes() {
     }
 
     const unsigned long long size = static_cast<unsigned long long>(fileSize);
+    unsigned long long idBytesRead = 0;
     std::vector<unsigned long long> ids;
     for (std::size_t i = 0; i < idSections.size(); ++i) {
         const PerfFileSection& section = idSections[i];
-        // An id array must lie inside the file; this also bounds the number of ids read.
-        if (section.offset > size || section.size > size - section.offset)
+        // The id arrays of a sound file lie inside it, each in a place of its own: more ids than the file can
+        // hold mean a damaged file, and reading them would only exhaust memory.
+        const unsigned long long idBytes = section.size / 8 * 8;
+        if (idBytes > 0 && (section.offset > size || idBytes > size - section.offset || idBytes > size - idBytesRead))
             handleError("Error reading perf file attribute IDs.  Perf file corrupt.");
-        ids.resize(section.size / 8);
+        idBytesRead += idBytes;
+        ids.resize(idBytes / 8);
         input.seekg(static_cast<std::streamoff>(section.offset), std::ios::beg);
         if (!ids.empty())
             input.read(reinterpret_cast<char*>(ids.data()), static_cast<std::streamsize>(ids.size() * 8));

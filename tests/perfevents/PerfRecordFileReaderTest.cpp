@@ -95,6 +95,18 @@ TEST(PerfRecordFileReaderTest, HeaderAndSectionsAreValidated) {
     perfdatawriter::Bytes badIds = oneAttribute().build();
     perfdatawriter::patchU64(badIds, 104 + 16 + 112, 1u << 30);
     EXPECT_EQ("Error reading perf file attribute IDs." + corrupt, openError(badIds));
+    perfdatawriter::patchU64(badIds, 104 + 16 + 120, 0); // no ids: the offset does not matter
+    EXPECT_EQ("", openError(badIds));
+    // Id arrays that overlap until they hold more ids than the file has room for.
+    PerfDataWriter overlapping = oneAttribute();
+    overlapping.addAttribute(traceAttribute());
+    overlapping.addAttribute(traceAttribute());
+    perfdatawriter::Bytes overlap = overlapping.build();
+    for (std::size_t entry = 104 + 48 + 112; entry < overlap.size(); entry += 128) {
+        perfdatawriter::patchU64(overlap, entry, 0);
+        perfdatawriter::patchU64(overlap, entry + 8, overlap.size());
+    }
+    EXPECT_EQ("Error reading perf file attribute IDs." + corrupt, openError(overlap));
 
     PerfDataWriter noAttributes;
     EXPECT_THROW(openError(noAttributes.build(), true), std::invalid_argument);

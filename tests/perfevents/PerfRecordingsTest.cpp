@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bitset>
 #include <cstring>
 #include <map>
 #include <sstream>
+#include <unistd.h>
 
 using perfevents::PerfRecordFileReader;
 using perftest::Collector;
@@ -132,24 +134,45 @@ TEST(PerfRecordingsTest, RawModeDeliversEveryRecord) {
 }
 
 TEST(PerfRecordingsTest, DamagedCopiesNeverCrashTheReader) {
+    perftest::QuietLogs quiet;
     for (const char* name : {"single", "sched", "callchain"}) {
+        SCOPED_TRACE(name);
         const perfdatawriter::Bytes original = perftest::readFile(RECORDINGS + name + ".data");
         ASSERT_GT(original.size(), 1000u);
-        std::vector<perfdatawriter::Bytes> damaged;
-        for (std::size_t length = 0; length < original.size(); length += length < 1200 ? 23 : 997)
-            damaged.emplace_back(original.begin(), original.begin() + length);
-        // Flipped bytes in the header, the attributes and their ids, and the records.
-        for (std::size_t at = 0; at < original.size(); at += at < 120 ? 1 : (at < 1400 ? 11 : 263)) {
-            damaged.push_back(original);
-            damaged.back()[at] ^= at % 2 ? 0x80 : 0xFF;
+        const std::size_t dataOffset = rawAt<std::uint64_t>(original, 40);
+        // The reader reads nothing after the data section, so damage there would change nothing.
+        const std::size_t end = std::min<std::size_t>(original.size(), dataOffset + rawAt<std::uint64_t>(original, 48));
+        ASSERT_LT(dataOffset, end);
+
+        // Flipped bytes: every byte of the header, many of the attributes and their ids; in the records, the type
+        // and size of record headers and the words that give the length of a sample's call chain or raw data.
+        std::vector<std::size_t> flips;
+        for (std::size_t at = 0; at < dataOffset; at += at < 120 ? 1 : 11)
+            flips.push_back(at);
+        const std::uint64_t sampleType = rawAt<std::uint64_t>(original, rawAt<std::uint64_t>(original, 24) + 24);
+        const std::size_t lengthWord = 8 + 8 * std::bitset<64>(sampleType & 0x103CF).count();
+        std::size_t samples = 0;
+        for (std::size_t at = dataOffset, n = 0; at + 8 <= end; at += rawAt<std::uint16_t>(original, at + 6), ++n) {
+            ASSERT_GE(rawAt<std::uint16_t>(original, at + 6), 8u);
+            if (n % 8 == 0)
+                flips.insert(flips.end(), {at, at + 6, at + 7});
+            if (rawAt<std::uint32_t>(original, at) == 9 && samples++ % 4 == 0)
+                flips.insert(flips.end(), {at + lengthWord, at + lengthWord + 3});
         }
-        perftest::QuietLogs quiet;
-        for (const perfdatawriter::Bytes& bytes : damaged) {
+        // Cuts in the header, the attributes and the first records, then spread over the records.
+        std::vector<std::size_t> cuts;
+        for (std::size_t length = 0; length < end; length += length < dataOffset + 300 ? 23 : 997)
+            cuts.push_back(length);
+
+        // One file, damaged in place and restored, then cut shorter and shorter.
+        const std::string path = perftest::writeTempFile(std::string(name) + "-damaged.data", original);
+        auto readBoth = [&path](const std::string& damage) {
             for (bool decode : {true, false}) {
+                SCOPED_TRACE(damage + (decode ? ", decoded" : ", raw"));
                 Collector collector;
                 try {
                     std::ifstream input;
-                    ASSERT_TRUE(perftest::openTemp(input, bytes));
+                    ASSERT_TRUE(PerfRecordFileReader::openPerfRecordFile(input, path));
                     PerfRecordFileReader reader(input, decode);
                     reader.parseEvents(collector);
                     EXPECT_EQ(1, collector.closes);
@@ -157,6 +180,27 @@ TEST(PerfRecordingsTest, DamagedCopiesNeverCrashTheReader) {
                     EXPECT_EQ(0, collector.closes);
                 }
             }
+        };
+        {
+            std::fstream patch(path, std::ios::in | std::ios::out | std::ios::binary);
+            auto put = [&patch](std::size_t at, unsigned char value) {
+                patch.seekp(static_cast<std::streamoff>(at));
+                patch.put(static_cast<char>(value));
+                patch.flush();
+            };
+            for (std::size_t at : flips) {
+                if (at >= end)
+                    continue;
+                put(at, original[at] ^ (at % 2 ? 0x80 : 0xFF));
+                readBoth("flipped at " + std::to_string(at));
+                put(at, original[at]);
+            }
+            ASSERT_TRUE(patch.good());
         }
+        for (auto cut = cuts.rbegin(); cut != cuts.rend(); ++cut) {
+            ASSERT_EQ(0, truncate(path.c_str(), static_cast<off_t>(*cut)));
+            readBoth("cut at " + std::to_string(*cut));
+        }
+        std::remove(path.c_str());
     }
 }
