@@ -35,7 +35,8 @@ void printUsage() {
                  "  -s SYSTEM  the system of format files that do not lie in SYSTEM/EVENT/format\n"
                  "  -h         show this help\n"
                  "Fields without a reader type (arrays, __data_loc strings) are listed without \"cast\": they are\n"
-                 "documented but cannot be plotted.\n";
+                 "documented but cannot be plotted.\n"
+                 "Exit status: 0 on success and after -h; 1 on any error, reported in one line on standard error.\n";
 }
 
 int fail(const std::string& message) {
