@@ -19,30 +19,15 @@
 #include <string>
 #include <unistd.h>
 
-#ifndef PLOTWRIGHT_BUILD_DATE
-#define PLOTWRIGHT_BUILD_DATE __DATE__
-#endif
-#ifndef PLOTWRIGHT_BUILD_TIME
-#define PLOTWRIGHT_BUILD_TIME __TIME__
-#endif
-
 namespace {
 
 const char* const OPTIONS = "hc:s:o:d:i:aA:B:C:l:";
 const char* const OPTIONS_WITH_ARGUMENT = "csodiABCl";
 
-// The build date as "Mmm dd yyyy" with the day padded by a space rather than a zero.
-std::string buildDate() {
-    std::string date = PLOTWRIGHT_BUILD_DATE;
-    if (date.size() > 4 && date[4] == '0') {
-        date[4] = ' ';
-    }
-    return date;
-}
-
 void printHelp() {
-    printf("plotwright - converts raw Perf data to generic plot data. Built %s %s\n", buildDate().c_str(),
-           PLOTWRIGHT_BUILD_TIME);
+    // The compiler's date reads "Mmm dd yyyy" with the day padded by a space, as the help line shows it; both
+    // are taken when this file is compiled, so they name the build of the program itself.
+    printf("plotwright - converts raw Perf data to generic plot data. Built %s %s\n", __DATE__, __TIME__);
     printf(" USAGE plotwright [options]\n");
     printf("       -h          show this help\n");
     printf("       -c file     the configuration file (default plotwright.conf)\n");

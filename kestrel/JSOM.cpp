@@ -5,6 +5,7 @@
 #include <cstring>
 #include <istream>
 #include <ostream>
+#include <sys/stat.h>
 
 namespace kestrel {
 
@@ -497,6 +498,13 @@ JSOM& JSOM::fromFile(const char* path) {
         problem += path ? path : "(null)";
         problem += "'";
         _report("fromFile()", problem.c_str());
+        return JERROR;
+    }
+    // A directory opens and measures as a huge file on Linux; it cannot be read as a document.
+    struct stat status;
+    if (fstat(fileno(file), &status) == 0 && S_ISDIR(status.st_mode)) {
+        _report("fromFile()", "could not read file");
+        fclose(file);
         return JERROR;
     }
     long size = -1;

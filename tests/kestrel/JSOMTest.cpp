@@ -155,11 +155,13 @@ TEST(JSOM, FilesAndStreams) {
     EXPECT_EQ(JSOM::JERROR, JSOM().fromFile(path.c_str()));
     std::string missing = path + ".missing";
     EXPECT_EQ(JSOM::JERROR, JSOM().fromFile(missing.c_str()));
+    EXPECT_EQ(JSOM::JERROR, JSOM().fromFile("/"));
     EXPECT_FALSE(doc.toFile("/nonexistent-dir/x.json", 4));
     EXPECT_EQ("JSOM::fromFile(): could not read file\n"
               "JSOM::fromFile(): could not open file '" +
                   missing +
                   "'\n"
+                  "JSOM::fromFile(): could not read file\n"
                   "JSOM::toFile(): could not write file\n",
               testing::internal::GetCapturedStderr());
     unlink(path.c_str());
