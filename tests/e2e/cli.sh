@@ -2,18 +2,9 @@
 # Command line of plotwright: the help text, option errors and start-up failures, each with its exit status.
 # Usage: cli.sh <plotwright binary> <source dir>
 set -u
-bin=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
-src=$(cd "$2" && pwd)
+. "$(dirname "$0")/common.bash"
 data=$src/tests/data/e2e
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 cd "$work"
-failures=0
-
-fail() {
-    echo "FAIL: $*" >&2
-    failures=$((failures + 1))
-}
 
 # expect <status> <stdout file content> <stderr content> -- args...
 # Runs the program and compares exit status, standard output and standard error exactly.

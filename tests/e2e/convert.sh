@@ -3,20 +3,11 @@
 # pretty layouts, appending, the shared standard output and the runs that find nothing to do.
 # Usage: convert.sh <plotwright binary> <source dir>
 set -u
-bin=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
-src=$(cd "$2" && pwd)
+. "$(dirname "$0")/common.bash"
 export E2E_DATA=$src/tests/data/e2e
 export E2E_RECORDINGS=$src/tests/data/recordings
 expected=$E2E_DATA/sched-expected.json
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 cd "$work"
-failures=0
-
-fail() {
-    echo "FAIL: $*" >&2
-    failures=$((failures + 1))
-}
 
 completed='^[A-Z][a-z]{2} [0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} \[main\]: INFO Conversion completed in [0-9]+\.[0-9]{6} seconds\.$'
 

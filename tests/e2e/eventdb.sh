@@ -3,19 +3,10 @@
 # recording equals the one generated from the tracefs formats of the same trace points and the expected one,
 # and every kind of bad input ends with status 1, one line on standard error and nothing written.
 set -uo pipefail
-plotwright=$1
-source=$2
-eventdb=$(dirname "$plotwright")/plotwright-eventdb
-data=$source/tests/data
+. "$(dirname "$0")/common.bash"
+eventdb=$(dirname "$bin")/plotwright-eventdb
+data=$src/tests/data
 expected=$data/eventdb-gen
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-failures=0
-
-fail() {
-    echo "FAIL: $*" >&2
-    failures=$((failures + 1))
-}
 
 # Runs the generator expecting success; the database goes to $work/$1.
 generate() {
@@ -50,7 +41,7 @@ cat >"$work/plotwright.conf" <<CONF
 {"whitespace": true, "eventDatabase": "$work/from-recording.json", "inputPerfFile": "$data/recordings/sched.data",
  "inputChannelFile": "$data/e2e/channels.json"}
 CONF
-"$plotwright" -c "$work/plotwright.conf" -o "$work/plot.json" >"$work/plotwright.log" 2>&1 ||
+"$bin" -c "$work/plotwright.conf" -o "$work/plot.json" >"$work/plotwright.log" 2>&1 ||
     fail "plotwright failed with the generated database: $(cat "$work/plotwright.log")"
 cmp -s "$data/e2e/sched-expected.json" "$work/plot.json" ||
     fail "plotwright with the generated database differs from $data/e2e/sched-expected.json"
