@@ -158,21 +158,3 @@ TEST(JSONDataParser, StreamForm) {
     EXPECT_EQ("", parseStream("  ").error);
     node->release();
 }
-
-TEST(JSONDataParser, NestingIsLimited) {
-    std::string ok(JSONData::MAX_PARSE_DEPTH, '[');
-    ok += std::string(JSONData::MAX_PARSE_DEPTH, ']');
-    EXPECT_TRUE(parseText(ok).ok);
-    std::string deep(JSONData::MAX_PARSE_DEPTH + 1, '[');
-    deep += std::string(JSONData::MAX_PARSE_DEPTH + 1, ']');
-    Result r = parseText(deep);
-    EXPECT_FALSE(r.ok);
-    EXPECT_EQ(std::string(TEXT_ERROR) + "nesting too deep\n", r.error);
-    std::string objects;
-    for (int i = 0; i < 10000; ++i) {
-        objects += "{\"a\":";
-    }
-    r = parseStream(objects);
-    EXPECT_FALSE(r.ok);
-    EXPECT_EQ("JSONData::setFromStream(): syntax error: nesting too deep\n", r.error);
-}

@@ -122,9 +122,13 @@ TEST(JSONDataRobustness, DeepNesting) {
     std::string errors = testing::internal::GetCapturedStderr();
     EXPECT_NE(std::string::npos, errors.find("JSONData::setFromJsonString(): syntax error: nesting too deep\n"));
 
-    // Just within the limit, a deep document parses and is written and freed without trouble.
+    // Just within the limit, a deep document parses and is written and freed without trouble; one more fails.
     int allowed = JSONData::MAX_PARSE_DEPTH;
     std::string deepest = std::string(allowed, '[') + std::string(allowed, ']');
     EXPECT_TRUE(parseExact(deepest));
     EXPECT_TRUE(parseStream(deepest));
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(parseExact("[" + deepest + "]"));
+    EXPECT_FALSE(parseStream("[" + deepest + "]"));
+    testing::internal::GetCapturedStderr();
 }
