@@ -14,49 +14,11 @@
 
 using perfevents::PerfRecordFileReader;
 using perftest::Collector;
+using perftest::ScriptLine;
 
 namespace {
 
 const std::string RECORDINGS = std::string(PLOTWRIGHT_TEST_DATA) + "/recordings/";
-
-struct ScriptLine {
-    std::string comm;
-    unsigned int pid, tid, cpu;
-    unsigned long long time;
-    std::string trace;
-};
-
-// Lines like "  migration/0    18/18    [000]  1990.646444077:  sched:sched_switch: prev_comm=... prev_pid=18 ..."
-std::vector<ScriptLine> readScript(const std::string& path) {
-    std::vector<ScriptLine> lines;
-    std::ifstream in(path);
-    std::string text;
-    while (std::getline(in, text)) {
-        // The comm may contain blanks: the pid/tid column is the word before the cpu column.
-        const std::size_t open = text.find(" [");
-        const std::size_t close = text.find("] ", open);
-        const std::size_t idStart = text.rfind(' ', text.find_last_not_of(' ', open)) + 1;
-        ScriptLine line;
-        line.comm = text.substr(0, idStart);
-        line.comm = line.comm.substr(line.comm.find_first_not_of(' '));
-        line.comm = line.comm.substr(0, line.comm.find_last_not_of(' ') + 1);
-        line.pid = static_cast<unsigned int>(std::stoul(text.substr(idStart)));
-        line.tid = static_cast<unsigned int>(std::stoul(text.substr(text.find('/', idStart) + 1)));
-        line.cpu = static_cast<unsigned int>(std::stoul(text.substr(open + 2)));
-        const std::size_t dot = text.find('.', close);
-        const std::size_t secondsStart = text.find_first_not_of(' ', close + 1);
-        line.time = std::stoull(text.substr(secondsStart, dot - secondsStart)) * 1000000000ULL +
-                    std::stoull(text.substr(dot + 1, 9));
-        line.trace = text.substr(text.find(": ", dot) + 1);
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-unsigned int traceValue(const std::string& trace, const std::string& key) {
-    const std::size_t at = trace.find(" " + key + "=");
-    return at == std::string::npos ? 0 : static_cast<unsigned int>(std::stoul(trace.substr(at + key.size() + 2)));
-}
 
 template <typename T> T rawAt(const std::vector<unsigned char>& raw, std::size_t offset) {
     T value{};
@@ -77,7 +39,7 @@ void walk(const std::string& path, bool decode, Collector& collector) {
 TEST(PerfRecordingsTest, SamplesAndCommsAgreeWithPerfScript) {
     for (const char* name : {"single", "sched", "callchain"}) {
         SCOPED_TRACE(name);
-        const std::vector<ScriptLine> script = readScript(RECORDINGS + name + ".script.txt");
+        const std::vector<ScriptLine> script = perftest::readScript(RECORDINGS + name + ".script.txt");
         Collector collector;
         walk(RECORDINGS + name + ".data", true, collector);
         EXPECT_EQ(1, collector.closes);
@@ -94,18 +56,18 @@ TEST(PerfRecordingsTest, SamplesAndCommsAgreeWithPerfScript) {
             EXPECT_EQ(line.time, sample.time) << "sample " << i;
             EXPECT_EQ(line.pid, sample.pid) << "sample " << i;
             EXPECT_EQ(line.tid, sample.tid) << "sample " << i;
-            EXPECT_EQ(line.cpu, sample.cpu) << "sample " << i;
+            EXPECT_EQ(static_cast<unsigned long long>(line.cpu), sample.cpu) << "sample " << i;
             // The raw data: common_pid, and for a switch the previous task's name and pid.
             EXPECT_EQ(static_cast<int>(sample.tid), rawAt<int>(sample.raw, 4));
-            if (line.trace.find("sched_switch:") != std::string::npos) {
-                EXPECT_EQ(traceValue(line.trace, "prev_pid"), rawAt<unsigned int>(sample.raw, 24));
+            if (line.event == "sched:sched_switch") {
+                EXPECT_EQ(line.fields.at("prev_pid"), rawAt<int>(sample.raw, 24));
                 const std::string prevComm = line.trace.substr(line.trace.find("prev_comm=") + 10);
                 EXPECT_EQ(prevComm.substr(0, prevComm.find(" prev_pid=")),
                           std::string(reinterpret_cast<const char*>(sample.raw.data()) + 8));
             }
         }
         // The latest comm record of a thread gives the name perf shows for its last sample.
-        std::map<unsigned int, std::string> lastShown, lastNamed;
+        std::map<int64_t, std::string> lastShown, lastNamed;
         for (const ScriptLine& line : script)
             lastShown[line.tid] = line.comm;
         for (const perftest::SeenComm& comm : collector.comms)

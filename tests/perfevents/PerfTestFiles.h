@@ -10,9 +10,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <regex>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -44,6 +47,43 @@ inline std::string readText(const std::string& path) {
 inline perfdatawriter::Bytes readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return perfdatawriter::Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+/// One line of perf script output: "comm pid/tid [cpu] seconds.nanoseconds: event: key=value ...".
+struct ScriptLine {
+    std::string comm, event, trace; // trace: the text after the event name
+    int64_t pid = 0, tid = 0, cpu = 0;
+    uint64_t time = 0;
+    std::map<std::string, int64_t> fields; // the integer key=value pairs of the trace
+};
+
+inline std::vector<ScriptLine> readScript(const std::string& path) {
+    std::vector<ScriptLine> lines;
+    std::ifstream in(path);
+    // The comm may contain blanks: it ends before the pid/tid column.
+    const std::regex form(R"(^\s*(.*?)\s+(\d+)/(\d+)\s+\[(\d+)\]\s+(\d+)\.(\d{9}):\s+(\S+):\s(.*)$)");
+    const std::regex pair(R"((\w+)=(-?\d+)(?=\s|$))");
+    for (std::string text; std::getline(in, text);) {
+        std::smatch m;
+        if (!std::regex_match(text, m, form)) {
+            ADD_FAILURE() << "unexpected script line: " << text;
+            continue;
+        }
+        ScriptLine line;
+        line.comm = m[1].str();
+        line.pid = std::stoll(m[2].str());
+        line.tid = std::stoll(m[3].str());
+        line.cpu = std::stoll(m[4].str());
+        line.time = std::stoull(m[5].str()) * 1000000000ull + std::stoull(m[6].str());
+        line.event = m[7].str();
+        line.trace = m[8].str();
+        for (auto it = std::sregex_iterator(line.trace.begin(), line.trace.end(), pair); it != std::sregex_iterator();
+             ++it) {
+            line.fields[(*it)[1].str()] = std::stoll((*it)[2].str());
+        }
+        lines.push_back(line);
+    }
+    return lines;
 }
 
 /// Silences every logger while it lives.

@@ -5,13 +5,13 @@
 #include "perfevents/PerfEventDataSample.h"
 #include "perfevents/PerfRecordFileReader.h"
 #include "perfevents/TracePointFieldStore.h"
+#include "tests/perfevents/PerfTestFiles.h"
 
 #include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -78,34 +78,6 @@ public:
     std::vector<Sample> samples;
 };
 
-// The script's lines: "comm pid/tid [cpu] seconds.nanoseconds: event: key=value ...".
-std::vector<Sample> readScript(const std::string& path) {
-    std::vector<Sample> lines;
-    std::ifstream in(path);
-    const std::regex form(R"(^\s*.*?\s+(\d+)/(\d+)\s+\[(\d+)\]\s+(\d+)\.(\d{9}):\s+(\S+):\s(.*)$)");
-    const std::regex pair(R"((\w+)=(-?\d+)(?=\s|$))");
-    std::string text;
-    while (std::getline(in, text)) {
-        std::smatch m;
-        if (!std::regex_match(text, m, form)) {
-            ADD_FAILURE() << "unexpected script line: " << text;
-            continue;
-        }
-        Sample line;
-        line.pid = std::stoll(m[1].str());
-        line.tid = std::stoll(m[2].str());
-        line.cpu = std::stoll(m[3].str());
-        line.time = std::stoull(m[4].str()) * 1000000000ull + std::stoull(m[5].str());
-        line.event = m[6].str();
-        std::string fields = m[7].str();
-        for (auto it = std::sregex_iterator(fields.begin(), fields.end(), pair); it != std::sregex_iterator(); ++it) {
-            line.fields[(*it)[1].str()] = std::stoll((*it)[2].str());
-        }
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 } // namespace
 
 TEST(TracePointFieldRecording, SchedSamplesMatchTheIndependentDecoding) {
@@ -117,7 +89,8 @@ TEST(TracePointFieldRecording, SchedSamplesMatchTheIndependentDecoding) {
     ASSERT_TRUE(PerfRecordFileReader::openPerfRecordFile(input, PLOTWRIGHT_TEST_DATA "/recordings/sched.data"));
     PerfRecordFileReader(input, true).parseEvents(collector);
 
-    std::vector<Sample> script = readScript(PLOTWRIGHT_TEST_DATA "/recordings/sched.script.txt");
+    std::vector<perftest::ScriptLine> script =
+        perftest::readScript(PLOTWRIGHT_TEST_DATA "/recordings/sched.script.txt");
     ASSERT_EQ(186u, script.size());
     ASSERT_EQ(script.size(), collector.samples.size());
     // The script lists the samples in time order; the file holds them per cpu buffer.
@@ -126,7 +99,7 @@ TEST(TracePointFieldRecording, SchedSamplesMatchTheIndependentDecoding) {
 
     std::map<std::string, int> counts;
     for (size_t i = 0; i < script.size(); ++i) {
-        const Sample& expected = script[i];
+        const perftest::ScriptLine& expected = script[i];
         const Sample& got = collector.samples[i];
         SCOPED_TRACE("sample " + std::to_string(i) + " " + expected.event);
         ASSERT_EQ(expected.time, got.time);
