@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kestrel/JSOM.h"
+#include "tests/perfevents/PerfTestFiles.h"
 
 namespace {
 
@@ -17,28 +18,6 @@ struct Switch {
     double time;
     long long nextPid;
 };
-
-// Reads every sched_switch line of a `perf script` listing: CPU, time stamp and next_pid.
-std::map<long long, std::vector<Switch>> readScriptSwitches(const std::string& path) {
-    std::map<long long, std::vector<Switch>> switches;
-    std::ifstream in(path);
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line.find("sched:sched_switch:") == std::string::npos) {
-            continue;
-        }
-        size_t open = line.find(" [");
-        size_t close = line.find("] ", open);
-        size_t next = line.find("next_pid=");
-        if (open == std::string::npos || close == std::string::npos || next == std::string::npos) {
-            continue;
-        }
-        long long cpu = std::atoll(line.c_str() + open + 2);
-        double time = std::atof(line.c_str() + close + 2);
-        switches[cpu].push_back({time, std::atoll(line.c_str() + next + 9)});
-    }
-    return switches;
-}
 
 // Every context switch that `perf script` lists for a CPU is a point of that CPU's series, at the same time and
 // with next_pid as its state; the series holds nothing else.
@@ -67,7 +46,12 @@ TEST(StatePlotRecordingTest, TaskPerCpuMatchesPerfScript) {
     rmdir(folder);
     ASSERT_TRUE(loaded);
 
-    std::map<long long, std::vector<Switch>> expected = readScriptSwitches(data + "/recordings/sched.script.txt");
+    std::map<long long, std::vector<Switch>> expected;
+    for (const perftest::ScriptLine& line : perftest::readScript(data + "/recordings/sched.script.txt")) {
+        if (line.event == "sched:sched_switch") {
+            expected[line.cpu].push_back({static_cast<double>(line.time) * 1e-9, line.fields.at("next_pid")});
+        }
+    }
     ASSERT_EQ(2u, expected.size());
     size_t seriesCount = 0;
     for (int i = 0; i < output.size(); ++i) {

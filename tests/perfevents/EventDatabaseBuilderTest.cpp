@@ -1,13 +1,9 @@
 #include "perfevents/EventDatabaseBuilder.h"
-#include "perfevents/EventSourceLoader.h"
-#include "perfevents/NumericTracePointField.h"
 #include "perfevents/TraceFormatParser.h"
-#include "perfevents/TracePointFieldStore.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <memory>
 #include <sstream>
 #include <stdexcept>
 
@@ -76,30 +72,4 @@ TEST(EventDatabaseBuilder, WritesCommonAndOwnFields) {
               "\"common_pid\":{\"type\":\"int\",\"offset\":4,\"size\":4,\"cast\":\"int32_t\"},"
               "\"common_tid\":{\"type\":\"__ancillary_tid\"},\"common_cpu\":{\"type\":\"__ancillary_cpu\"}}}}",
               compact.str());
-}
-
-TEST(EventDatabaseBuilder, GeneratedDatabaseLoadsIntoTheFieldStore) {
-    EventDatabaseBuilder builder;
-    perfevents::EventSourceLoader(builder).load(PLOTWRIGHT_TEST_DATA "/recordings/sched.data");
-    std::ostringstream text;
-    builder.write(text, false);
-    kestrel::JSOM database;
-    database.fromString(text.str());
-    perfevents::TracePointFieldStore store;
-    store.setEventDatabase(database);
-
-    EXPECT_EQ(372, store.getEventID("sched:sched_switch"));
-    std::unique_ptr<perfevents::NumericTracePointField> pid(store.createNumericField("sched:sched_switch", "next_pid"));
-    ASSERT_NE(nullptr, pid);
-    EXPECT_EQ(56u, pid->getOffset());
-    EXPECT_EQ(4u, pid->getSize());
-    EXPECT_STREQ("int32_t", pid->getTypeName());
-    std::unique_ptr<perfevents::NumericTracePointField> type(store.createNumericField("common", "common_type"));
-    ASSERT_NE(nullptr, type);
-    EXPECT_STREQ("uint16_t", type->getTypeName());
-    std::unique_ptr<perfevents::NumericTracePointField> cpu(
-        store.createNumericField("sched:sched_wakeup", "common_cpu"));
-    ASSERT_NE(nullptr, cpu);
-    EXPECT_EQ(nullptr, std::unique_ptr<perfevents::TracePointField>(store.createTracePointField(
-                           "sched:sched_switch", "prev_comm", perfevents::TracePointFieldStore::BASETYPE_ANY)));
 }
