@@ -4,10 +4,9 @@
 #include "kestrel/JSOM.h"
 #include "kestrel/JsomWriter.h"
 #include "kestrel/Singleton.h"
-#include "perfevents/PerfEventDataSampleAncillary.h"
 #include "perfevents/TracePointFieldStore.h"
+#include "tests/perfevents/PerfTestFiles.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sstream>
@@ -29,15 +28,6 @@ const char* const DATABASE = R"({
   }
 })";
 
-class Ancillary : public perfevents::PerfEventDataSampleAncillary {
-public:
-    unsigned int getPid() const override { return 0; }
-    unsigned int getTid() const override { return 0; }
-    unsigned long long getCpu() const override { return 0; }
-    unsigned long long getResource() const override { return 0; }
-    unsigned int getRawSize() const override { return 16; }
-};
-
 class NumberPlotTest : public ::testing::Test {
 protected:
     NumberPlotTest() {
@@ -53,10 +43,10 @@ protected:
     }
 
     void send(TracePointAlgorithm& algorithm, int id, double time, int value, short key) {
-        unsigned char raw[16] = {};
-        memcpy(raw + 8, &value, sizeof(value));
-        memcpy(raw + 12, &key, sizeof(key));
-        algorithm.onTracePointEvent(id, time, ancillary, raw);
+        ancillary.raw.assign(16, 0);
+        ancillary.put(8, value);
+        ancillary.put(12, key);
+        algorithm.onTracePointEvent(id, time, ancillary, ancillary.data());
     }
 
     std::string close(TracePointAlgorithm& algorithm, bool expectWrote) {
@@ -70,7 +60,7 @@ protected:
     }
 
     perfevents::TracePointFieldStore fields;
-    Ancillary ancillary;
+    perftest::FakeSample ancillary;
 };
 
 const char* const COLUMNS = R"("columnDictionary":{"type":"map","map":{"value":{"column":1,)"

@@ -11,8 +11,8 @@
 #include "algorithms/StatePlotAlgorithm.h"
 #include "kestrel/JSOM.h"
 #include "kestrel/JsomWriter.h"
-#include "perfevents/PerfEventDataSampleAncillary.h"
 #include "perfevents/TracePointFieldStore.h"
+#include "tests/perfevents/PerfTestFiles.h"
 
 namespace {
 
@@ -27,16 +27,6 @@ const char* EVENT_DATABASE = R"({
     "other": { "id": 8, "fields": {
       "a": { "cast": "int32_t", "offset": 0, "size": 4 }, "m": { "cast": "int32_t", "offset": 16, "size": 4 } } }
   } })";
-
-class TestAncillary : public perfevents::PerfEventDataSampleAncillary {
-public:
-    unsigned int getPid() const override { return tid; }
-    unsigned int getTid() const override { return tid; }
-    unsigned long long getCpu() const override { return 0; }
-    unsigned long long getResource() const override { return 0; }
-    unsigned int getRawSize() const override { return 20; }
-    unsigned int tid = 0;
-};
 
 class StatePlotTest : public ::testing::Test {
 protected:
@@ -54,11 +44,10 @@ protected:
     }
 
     // Sends one sample of trace point `id` whose fields a, b, c, d, m hold the given values.
-    void send(int id, double time, std::vector<int32_t> values, uint32_t tid = 0) {
-        unsigned char raw[20] = {};
-        std::memcpy(raw, values.data(), std::min(sizeof raw, values.size() * sizeof(int32_t)));
-        ancillary.tid = tid;
-        algorithm->onTracePointEvent(id, time, ancillary, raw);
+    void send(int id, double time, std::vector<int32_t> values) {
+        ancillary.raw.assign(20, 0);
+        std::memcpy(ancillary.raw.data(), values.data(), std::min<size_t>(20, values.size() * sizeof(int32_t)));
+        algorithm->onTracePointEvent(id, time, ancillary, ancillary.data());
     }
 
     std::string close(bool expectResult = true) {
@@ -71,7 +60,7 @@ protected:
     }
 
     perfevents::TracePointFieldStore fields;
-    TestAncillary ancillary;
+    perftest::FakeSample ancillary;
     std::unique_ptr<StatePlotAlgorithm> algorithm;
 };
 

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -85,6 +86,21 @@ inline std::vector<ScriptLine> readScript(const std::string& path) {
     }
     return lines;
 }
+
+/// A sample's ancillary values and its raw data, set by hand.
+struct FakeSample : perfevents::PerfEventDataSampleAncillary {
+    unsigned int getPid() const override { return pid; }
+    unsigned int getTid() const override { return tid; }
+    unsigned long long getCpu() const override { return cpu; }
+    unsigned long long getResource() const override { return resource; }
+    unsigned int getRawSize() const override { return static_cast<unsigned int>(raw.size()); }
+    const unsigned char* data() const { return raw.empty() ? nullptr : raw.data(); }
+    template <typename T> void put(size_t offset, T value) { std::memcpy(raw.data() + offset, &value, sizeof value); }
+
+    unsigned int pid = 0, tid = 0;
+    unsigned long long cpu = 0, resource = 0;
+    std::vector<unsigned char> raw;
+};
 
 /// Silences every logger while it lives.
 class QuietLogs {

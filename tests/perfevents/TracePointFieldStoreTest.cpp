@@ -2,6 +2,7 @@
 
 #include "perfevents/Address64TracePointField.h"
 #include "perfevents/PidTracePointField.h"
+#include "tests/perfevents/PerfTestFiles.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -140,13 +141,7 @@ TEST(TracePointFieldStore, ReaderTypeTable) {
     // Each constant reader returns its own number.
     const char* constants[] = {"__ancillary_zero", "__ancillary_one",  "__ancillary_two", "__ancillary_three",
                                "__ancillary_four", "__ancillary_five", "__ancillary_six", "__ancillary_seven"};
-    struct : PerfEventDataSampleAncillary {
-        unsigned int getPid() const override { return 11; }
-        unsigned int getTid() const override { return 12; }
-        unsigned long long getCpu() const override { return 13; }
-        unsigned long long getResource() const override { return 14; }
-        unsigned int getRawSize() const override { return 0; }
-    } sample;
+    perftest::FakeSample sample;
     for (int n = 0; n < 8; ++n) {
         Ptr reader(TracePointFieldStore::createTracePointField(constants[n], TracePointFieldStore::BASETYPE_NUMERIC));
         auto* numeric = dynamic_cast<NumericTracePointField*>(reader.get());
