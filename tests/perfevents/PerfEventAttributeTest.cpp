@@ -1,5 +1,5 @@
 #include "perfevents/PerfEventAttribute.h"
-#include "tools/perfdatawriter/PerfDataWriter.h"
+#include "tests/perfevents/PerfTestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -9,13 +9,6 @@
 using perfevents::PerfEventAttribute;
 
 namespace {
-PerfEventAttribute decode(const perfdatawriter::Attribute& fields, std::vector<unsigned long long> ids = {}) {
-    perfdatawriter::Bytes bytes = fields.encode();
-    kestrel::ByteBufferViewport view(bytes.data(), static_cast<unsigned int>(bytes.size()),
-                                     static_cast<unsigned int>(bytes.size()));
-    return PerfEventAttribute(view, ids);
-}
-
 perfdatawriter::Attribute everything(unsigned int size) {
     perfdatawriter::Attribute fields;
     fields.byteSize = size;
@@ -33,9 +26,9 @@ perfdatawriter::Attribute everything(unsigned int size) {
 
 TEST(PerfEventAttributeTest, VersionThresholdsDecideWhichFieldsAreRead) {
     perfdatawriter::Attribute fields = everything(63);
-    EXPECT_THROW(decode(fields), std::invalid_argument);
+    EXPECT_THROW(perftest::decodeAttribute(fields), std::invalid_argument);
 
-    PerfEventAttribute v0 = decode(everything(64), {5});
+    PerfEventAttribute v0 = perftest::decodeAttribute(everything(64), {5});
     EXPECT_EQ(0x174u, v0.getConfig());
     EXPECT_EQ(0x10587u, v0.getSampleType());
     EXPECT_EQ(3u, v0.getPreciseIp());
@@ -46,18 +39,18 @@ TEST(PerfEventAttributeTest, VersionThresholdsDecideWhichFieldsAreRead) {
     EXPECT_TRUE(v0.isAssociatedWithId(5));
     EXPECT_FALSE(v0.isAssociatedWithId(6));
 
-    PerfEventAttribute v1 = decode(everything(72));
+    PerfEventAttribute v1 = perftest::decodeAttribute(everything(72));
     EXPECT_TRUE(v1.isExcludeHost() && v1.isExcludeGuest());
     EXPECT_EQ(77u, v1.getConfig2());
     EXPECT_EQ(0u, v1.getBranchSampleType());
 
-    PerfEventAttribute v2 = decode(everything(80));
+    PerfEventAttribute v2 = perftest::decodeAttribute(everything(80));
     EXPECT_EQ(5u, v2.getBranchSampleType());
     EXPECT_FALSE(v2.isExcludeCallchainKernel());
     EXPECT_EQ(0u, v2.getSampleRegsUser());
 
     for (unsigned int size : {96u, 120u}) {
-        PerfEventAttribute v3 = decode(everything(size));
+        PerfEventAttribute v3 = perftest::decodeAttribute(everything(size));
         EXPECT_TRUE(v3.isExcludeCallchainKernel() && v3.isExcludeCallchainUser());
         EXPECT_EQ(6u, v3.getSampleRegsUser());
         EXPECT_EQ(7u, v3.getSampleStackUser());
@@ -80,7 +73,8 @@ TEST(PerfEventAttributeTest, PrintedForm) {
     fields.flags = (1ULL << 10) | (1ULL << 18) | (1ULL << 13); // freq, sample id all, task
     fields.samplePeriod = 4000;
     std::ostringstream out;
-    out << std::boolalpha << decode(fields, {5, 6}) << 42; // flags print as digits whatever the stream's mode
+    out << std::boolalpha << perftest::decodeAttribute(fields, {5, 6})
+        << 42; // flags print as digits whatever the stream's mode
     const std::string text = out.str();
     EXPECT_EQ(0u, text.find("\nPerf Event Attribute:\n    Related stream IDs: 5, 6, \n    Type: 2\n"
                             "    Size: 96 (0x0060)\n    Config: 372 (0x00000174)\n    Sampling frequency: 4000\n"

@@ -1,6 +1,6 @@
 #include "perfevents/PerfEventDataSample.h"
 #include "perfevents/PerfEventAttribute.h"
-#include "tools/perfdatawriter/PerfDataWriter.h"
+#include "tests/perfevents/PerfTestFiles.h"
 
 #include "kestrel/Logger.h"
 
@@ -15,10 +15,7 @@ PerfEventAttribute attribute(unsigned long long sampleType, unsigned long long r
     fields.config = 372;
     fields.sampleType = sampleType;
     fields.readFormat = readFormat;
-    Bytes bytes = fields.encode();
-    kestrel::ByteBufferViewport view(bytes.data(), static_cast<unsigned int>(bytes.size()),
-                                     static_cast<unsigned int>(bytes.size()));
-    return PerfEventAttribute(view, {});
+    return perftest::decodeAttribute(fields);
 }
 
 perfdatawriter::Sample fullSample() {
@@ -41,9 +38,7 @@ perfdatawriter::Sample fullSample() {
 
 // The views of the sample point into body, which must outlive their use.
 bool decode(PerfEventDataSample& sample, const Bytes& body) {
-    kestrel::ByteBufferViewport view(const_cast<unsigned char*>(body.data()), static_cast<unsigned int>(body.size()),
-                                     static_cast<unsigned int>(body.size()));
-    return sample.parse(view, 0);
+    return sample.parse(perftest::viewOf(body), 0);
 }
 
 std::string logOf(unsigned long long sampleType) {

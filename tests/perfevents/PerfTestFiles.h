@@ -3,6 +3,7 @@
 
 #include "kestrel/LogLevel.h"
 #include "kestrel/Logger.h"
+#include "perfevents/PerfEventAttribute.h"
 #include "perfevents/PerfEventDataComm.h"
 #include "perfevents/PerfEventDataListener.h"
 #include "perfevents/PerfEventDataSample.h"
@@ -85,6 +86,18 @@ inline std::vector<ScriptLine> readScript(const std::string& path) {
         lines.push_back(line);
     }
     return lines;
+}
+
+/// A viewport over the whole of bytes, which must outlive it.
+inline kestrel::ByteBufferViewport viewOf(const perfdatawriter::Bytes& bytes) {
+    const auto size = static_cast<unsigned int>(bytes.size());
+    return kestrel::ByteBufferViewport(const_cast<unsigned char*>(bytes.data()), size, size);
+}
+
+/// Decodes an attribute as the test writer encodes it.
+inline perfevents::PerfEventAttribute decodeAttribute(const perfdatawriter::Attribute& fields,
+                                                      const std::vector<unsigned long long>& ids = {}) {
+    return perfevents::PerfEventAttribute(viewOf(fields.encode()), ids);
 }
 
 /// A sample's ancillary values and its raw data, set by hand.
