@@ -15,11 +15,13 @@ struct Result {
     std::string error;   // what was written to standard error
 };
 
-Result parseText(const std::string& text) {
+// Parses from a string or, with stream set, from a stream holding it.
+Result parse(const std::string& text, bool stream) {
     JSONData* node = new JSONData();
     node->retain();
+    std::istringstream in(text);
     testing::internal::CaptureStderr();
-    bool ok = node->setFromJsonStlString(text);
+    bool ok = stream ? node->setFromStream(in) : node->setFromJsonStlString(text);
     std::string error = testing::internal::GetCapturedStderr();
     std::string out;
     node->toJsonString(out, false, 4);
@@ -27,17 +29,11 @@ Result parseText(const std::string& text) {
     return {ok, out, error};
 }
 
+Result parseText(const std::string& text) {
+    return parse(text, false);
+}
 Result parseStream(const std::string& text) {
-    JSONData* node = new JSONData();
-    node->retain();
-    std::istringstream in(text);
-    testing::internal::CaptureStderr();
-    bool ok = node->setFromStream(in);
-    std::string error = testing::internal::GetCapturedStderr();
-    std::string out;
-    node->toJsonString(out, false, 4);
-    node->release();
-    return {ok, out, error};
+    return parse(text, true);
 }
 
 const char* const TEXT_ERROR = "JSONData::setFromJsonString(): syntax error: ";
