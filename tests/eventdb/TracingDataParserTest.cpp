@@ -1,6 +1,6 @@
-#include "perfevents/TracingDataParser.h"
-#include "perfevents/PerfFileTracingData.h"
-#include "perfevents/TraceFormatParser.h"
+#include "eventdb/TracingDataParser.h"
+#include "eventdb/PerfFileTracingData.h"
+#include "eventdb/TraceFormatParser.h"
 
 #include "tests/perfevents/PerfTestFiles.h"
 
@@ -11,9 +11,9 @@
 #include <sstream>
 #include <stdexcept>
 
-using perfevents::PerfFileTracingData;
-using perfevents::TraceEventFormat;
-using perfevents::TracingDataParser;
+using eventdb::PerfFileTracingData;
+using eventdb::TraceEventFormat;
+using eventdb::TracingDataParser;
 
 namespace {
 
@@ -60,7 +60,7 @@ TEST(TracingDataParser, ReadsTheSectionOfARecording) {
     for (const TraceEventFormat& format : formats) {
         std::string text =
             perftest::readText(PLOTWRIGHT_TEST_DATA "/recordings/formats/sched/" + format.name + "/format");
-        TraceEventFormat fromTracefs = perfevents::TraceFormatParser::parse(text.data(), text.size());
+        TraceEventFormat fromTracefs = eventdb::TraceFormatParser::parse(text.data(), text.size());
         fromTracefs.system = "sched";
         EXPECT_EQ(fromTracefs, format) << format.name;
     }

@@ -1,11 +1,11 @@
 #ifndef PERFEVENTS_EVENTSOURCELOADER_H
 #define PERFEVENTS_EVENTSOURCELOADER_H
 
-#include "perfevents/EventDatabaseBuilder.h"
+#include "eventdb/EventDatabaseBuilder.h"
 
 #include <string>
 
-namespace perfevents {
+namespace eventdb {
 
 /**
  * Feeds trace point formats from the sources named on the command line into an event database builder. What a
@@ -41,6 +41,6 @@ private:
     std::string defaultSystem;
 };
 
-} // namespace perfevents
+} // namespace eventdb
 
 #endif

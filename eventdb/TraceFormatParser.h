@@ -1,12 +1,12 @@
 #ifndef PERFEVENTS_TRACEFORMATPARSER_H
 #define PERFEVENTS_TRACEFORMATPARSER_H
 
-#include "perfevents/TraceEventFormat.h"
+#include "eventdb/TraceEventFormat.h"
 
 #include <cstddef>
 #include <string>
 
-namespace perfevents {
+namespace eventdb {
 
 /**
  * Parses the format text of one trace point, the text tracefs shows in events/<system>/<event>/format and a
@@ -40,6 +40,6 @@ private:
     static bool _guessSigned(const std::string& type);
 };
 
-} // namespace perfevents
+} // namespace eventdb
 
 #endif

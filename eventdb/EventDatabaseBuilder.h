@@ -2,7 +2,7 @@
 #define PERFEVENTS_EVENTDATABASEBUILDER_H
 
 #include "kestrel/JSOM.h"
-#include "perfevents/TraceEventFormat.h"
+#include "eventdb/TraceEventFormat.h"
 
 #include <cstdint>
 #include <map>
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace perfevents {
+namespace eventdb {
 
 /**
  * Collects trace point formats from any number of sources and writes the event database the converter loads:
@@ -57,6 +57,6 @@ private:
     std::string commonOwner;
 };
 
-} // namespace perfevents
+} // namespace eventdb
 
 #endif

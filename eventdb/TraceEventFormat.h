@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace perfevents {
+namespace eventdb {
 
 /**
  * The description of one trace point as the kernel publishes it in a format text: its system, name, numeric id
@@ -54,6 +54,6 @@ public:
     bool operator!=(const TraceEventFormat& other) const { return !(*this == other); }
 };
 
-} // namespace perfevents
+} // namespace eventdb
 
 #endif

@@ -1,9 +1,9 @@
 // plotwright-eventdb: writes the event database that plotwright decodes trace point samples with, from the
 // trace point formats a recording carries or tracefs publishes.
 
-#include "perfevents/EventDatabaseBuilder.h"
-#include "perfevents/EventSourceLoader.h"
-#include "perfevents/TraceFormatParser.h"
+#include "eventdb/EventDatabaseBuilder.h"
+#include "eventdb/EventSourceLoader.h"
+#include "eventdb/TraceFormatParser.h"
 
 #include <unistd.h>
 
@@ -89,7 +89,7 @@ int main(int argc, char* argv[]) {
             return fail(std::string("unknown option -") + static_cast<char>(optopt) + " (see -h)");
         }
     }
-    if (!defaultSystem.empty() && !perfevents::TraceFormatParser::isValidName(defaultSystem)) {
+    if (!defaultSystem.empty() && !eventdb::TraceFormatParser::isValidName(defaultSystem)) {
         return fail("invalid system name \"" + defaultSystem + "\": use letters, digits, '_', '-' and '.'");
     }
     if (optind >= argc) {
@@ -98,8 +98,8 @@ int main(int argc, char* argv[]) {
 
     std::string database;
     try {
-        perfevents::EventDatabaseBuilder builder;
-        perfevents::EventSourceLoader loader(builder);
+        eventdb::EventDatabaseBuilder builder;
+        eventdb::EventSourceLoader loader(builder);
         loader.setDefaultSystem(defaultSystem);
         for (int i = optind; i < argc; ++i) {
             loader.load(argv[i]);

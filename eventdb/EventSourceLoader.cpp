@@ -1,8 +1,8 @@
-#include "perfevents/EventSourceLoader.h"
+#include "eventdb/EventSourceLoader.h"
 
-#include "perfevents/PerfFileTracingData.h"
-#include "perfevents/TraceFormatParser.h"
-#include "perfevents/TracingDataParser.h"
+#include "eventdb/PerfFileTracingData.h"
+#include "eventdb/TraceFormatParser.h"
+#include "eventdb/TracingDataParser.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -14,7 +14,7 @@
 
 namespace fs = std::filesystem;
 
-namespace perfevents {
+namespace eventdb {
 
 namespace {
 
@@ -140,4 +140,4 @@ void EventSourceLoader::_loadDirectory(const std::string& path) {
     }
 }
 
-} // namespace perfevents
+} // namespace eventdb

@@ -1,6 +1,6 @@
-#include "perfevents/TraceEventFormat.h"
+#include "eventdb/TraceEventFormat.h"
 
-namespace perfevents {
+namespace eventdb {
 
 namespace {
 
@@ -64,4 +64,4 @@ bool TraceEventFormat::operator==(const TraceEventFormat& other) const {
     return system == other.system && name == other.name && id == other.id && fields == other.fields;
 }
 
-} // namespace perfevents
+} // namespace eventdb

@@ -1,11 +1,11 @@
-#include "perfevents/PerfFileTracingData.h"
+#include "eventdb/PerfFileTracingData.h"
 
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
 #include <string>
 
-namespace perfevents {
+namespace eventdb {
 
 namespace {
 
@@ -118,4 +118,4 @@ void PerfFileTracingData::_readAt(std::istream& in, unsigned long long offset, v
     }
 }
 
-} // namespace perfevents
+} // namespace eventdb

@@ -1,14 +1,14 @@
 #ifndef PERFEVENTS_TRACINGDATAPARSER_H
 #define PERFEVENTS_TRACINGDATAPARSER_H
 
-#include "perfevents/TraceEventFormat.h"
+#include "eventdb/TraceEventFormat.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-namespace perfevents {
+namespace eventdb {
 
 /**
  * Reads the trace point formats out of a tracing data section, the feature section in which perf.data files keep
@@ -53,6 +53,6 @@ private:
     uint32_t pageSize = 0;
 };
 
-} // namespace perfevents
+} // namespace eventdb
 
 #endif

@@ -1,4 +1,4 @@
-#include "perfevents/TraceFormatParser.h"
+#include "eventdb/TraceFormatParser.h"
 
 #include "tests/perfevents/PerfTestFiles.h"
 
@@ -8,8 +8,8 @@
 #include <memory>
 #include <stdexcept>
 
-using perfevents::TraceEventFormat;
-using perfevents::TraceFormatParser;
+using eventdb::TraceEventFormat;
+using eventdb::TraceFormatParser;
 
 namespace {
 

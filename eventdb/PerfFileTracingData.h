@@ -5,7 +5,7 @@
 #include <istream>
 #include <vector>
 
-namespace perfevents {
+namespace eventdb {
 
 /**
  * Finds the tracing data section of a perf.data file: the header's feature bitmap says whether the file has
@@ -28,6 +28,6 @@ private:
     static void _readAt(std::istream& in, unsigned long long offset, void* buffer, size_t count);
 };
 
-} // namespace perfevents
+} // namespace eventdb
 
 #endif

@@ -1,5 +1,5 @@
-#include "perfevents/EventDatabaseBuilder.h"
-#include "perfevents/TraceFormatParser.h"
+#include "eventdb/EventDatabaseBuilder.h"
+#include "eventdb/TraceFormatParser.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <sstream>
 #include <stdexcept>
 
-using perfevents::EventDatabaseBuilder;
-using perfevents::TraceEventFormat;
+using eventdb::EventDatabaseBuilder;
+using eventdb::TraceEventFormat;
 
 namespace {
 
@@ -17,7 +17,7 @@ const char* const COMMON = "\tfield:unsigned short common_type;\toffset:0;\tsize
 
 TraceEventFormat event(const std::string& name, int id, const std::string& fields) {
     std::string text = "name: " + name + "\nID: " + std::to_string(id) + "\nformat:\n" + fields;
-    TraceEventFormat format = perfevents::TraceFormatParser::parse(text.data(), text.size());
+    TraceEventFormat format = eventdb::TraceFormatParser::parse(text.data(), text.size());
     format.system = "test";
     return format;
 }

@@ -1,9 +1,9 @@
-#include "perfevents/TraceFormatParser.h"
+#include "eventdb/TraceFormatParser.h"
 
 #include <cstring>
 #include <stdexcept>
 
-namespace perfevents {
+namespace eventdb {
 
 namespace {
 
@@ -252,4 +252,4 @@ bool TraceFormatParser::_guessSigned(const std::string& type) {
     return false;
 }
 
-} // namespace perfevents
+} // namespace eventdb

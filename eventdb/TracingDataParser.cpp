@@ -1,11 +1,11 @@
-#include "perfevents/TracingDataParser.h"
+#include "eventdb/TracingDataParser.h"
 
-#include "perfevents/TraceFormatParser.h"
+#include "eventdb/TraceFormatParser.h"
 
 #include <cstring>
 #include <stdexcept>
 
-namespace perfevents {
+namespace eventdb {
 
 namespace {
 
@@ -131,4 +131,4 @@ std::string TracingDataParser::_readString(const std::string& what) {
     return text;
 }
 
-} // namespace perfevents
+} // namespace eventdb

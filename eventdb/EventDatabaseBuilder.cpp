@@ -1,8 +1,8 @@
-#include "perfevents/EventDatabaseBuilder.h"
+#include "eventdb/EventDatabaseBuilder.h"
 
 #include <stdexcept>
 
-namespace perfevents {
+namespace eventdb {
 
 namespace {
 
@@ -121,4 +121,4 @@ std::string EventDatabaseBuilder::_describeDifference(const std::vector<TraceEve
     return "no difference";
 }
 
-} // namespace perfevents
+} // namespace eventdb
