@@ -46,7 +46,9 @@ void ByteBuffer::initialize(const unsigned char* source, unsigned int capacity, 
         initialize(static_cast<const unsigned char*>(copy._data), capacity, size < available ? size : available);
         return;
     }
-    _size = size;
+    // Clamped here as the viewport does: with an unchanged capacity the resize below does nothing, and the copy
+    // must still stay inside the array.
+    _size = size < capacity ? size : capacity;
     resizeCapacity(capacity, false);
     if (_size > 0 && source != nullptr)
         std::memcpy(_data, source, _size);

@@ -20,7 +20,7 @@ public:
     void initialize(unsigned char* source, unsigned int capacity, unsigned int size) override;
     /// Sets the used size, growing the array (contents not kept) when it is too small.
     void size(unsigned int n) override;
-    /// Copies size bytes from source into an array of exactly the given capacity.
+    /// Copies min(size, capacity) bytes from source into an array of exactly the given capacity.
     virtual void initialize(const unsigned char* source, unsigned int capacity, unsigned int size);
     virtual ByteBuffer& operator=(const ByteBuffer& other);
     /// Sets the used size, growing the array when it is too small; preserve keeps the old contents.

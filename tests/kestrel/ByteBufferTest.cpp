@@ -91,6 +91,10 @@ TEST(ByteBufferTest, CopiesAreDeepAndNeverAdoptForeignMemory) {
     base.initialize(foreign, 4, 4);
     EXPECT_NE(foreign, copy.data());
     EXPECT_EQ(7, copy.at(3));
+    // A size above the capacity, which stays as it is, is clamped to it as by the viewport.
+    base.initialize(foreign, 4, 1000);
+    EXPECT_EQ(4u, copy.capacity());
+    EXPECT_EQ(4u, copy.size());
     base = view;
     EXPECT_NE(foreign, copy.data());
     EXPECT_EQ(2u, copy.size());
