@@ -15,9 +15,10 @@ FileLogAdapter::FileLogAdapter(const JSOM& configuration) {
     // size, like 0.
     long long size = config["maxSize"].longValue(0);
     maxSize = size <= 0 ? 0 : (size > INT32_MAX ? INT32_MAX : static_cast<int32_t>(size));
-    // A negative or zero count keeps only the current file.
+    // A negative or zero count keeps only the current file. Every new file renames all older ones, so the count
+    // is clamped to MAX_FILE_COUNT rather than letting one line start billions of renames.
     long long count = config["fileCount"].longValue(1);
-    fileCount = count <= 0 ? 1 : (count > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(count));
+    fileCount = count <= 0 ? 1 : (count > MAX_FILE_COUNT ? MAX_FILE_COUNT : static_cast<uint32_t>(count));
     baseName = config["baseName"].stringValuePtr("log");
 }
 

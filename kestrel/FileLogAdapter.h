@@ -17,6 +17,9 @@ class JSOM;
 // to baseName.<fileCount - 1> (oldest). Missing directories of baseName are created.
 class FileLogAdapter : public LogAdapter {
 public:
+    // The most files kept; a larger "fileCount" is taken as this.
+    static constexpr uint32_t MAX_FILE_COUNT = 4096;
+
     // Reads "maxSize" (default 0: never rotate by size), "fileCount" (default 1) and "baseName" (default
     // "log"). No file is opened before the first line.
     explicit FileLogAdapter(const JSOM& config);

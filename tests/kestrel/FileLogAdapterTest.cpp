@@ -69,6 +69,11 @@ TEST_F(FileLogAdapterTest, EveryRunRotatesAndFileCountFilesAreKept) {
     run(settings, {"fourth"});
     EXPECT_NE(std::string::npos, contents(root + "/app.log.2").find("INFO second\n"));
     EXPECT_FALSE(fs::exists(root + "/app.log.3"));
+    // A count beyond 32 bits is clamped to a number of renames one line can afford.
+    JSOM huge = config("{\"baseName\": \"" + root + "/app.log\", \"fileCount\": 10000000000}");
+    EXPECT_EQ(FileLogAdapter::MAX_FILE_COUNT, FileLogAdapter(huge).getFileCount());
+    run(huge, {"fifth"});
+    EXPECT_NE(std::string::npos, contents(root + "/app.log.3").find("INFO second\n"));
 
     // With the default count only the current file exists, emptied at the first line of each run.
     JSOM single = config("{\"baseName\": \"" + root + "/single.log\"}");
