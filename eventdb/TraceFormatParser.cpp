@@ -2,6 +2,9 @@
 
 #include <cstring>
 #include <stdexcept>
+#include <unordered_set>
+#include <utility>
+#include <vector>
 
 namespace eventdb {
 
@@ -68,6 +71,7 @@ TraceEventFormat TraceFormatParser::parse(const char* text, size_t length) {
     }
     enum { EXPECT_NAME, EXPECT_ID, EXPECT_FORMAT, IN_FIELDS } stage = EXPECT_NAME;
     TraceEventFormat format;
+    std::unordered_set<std::string> fieldNames;
     size_t position = 0;
     int lineNumber = 0;
     while (position < length) {
@@ -114,10 +118,8 @@ TraceEventFormat TraceFormatParser::parse(const char* text, size_t length) {
             }
             try {
                 TraceEventFormat::Field field = _parseField(line.substr(6));
-                for (const TraceEventFormat::Field& known : format.fields) {
-                    if (known.name == field.name) {
-                        throw std::runtime_error("field " + field.name + " appears twice");
-                    }
+                if (!fieldNames.insert(field.name).second) {
+                    throw std::runtime_error("field " + field.name + " appears twice");
                 }
                 format.fields.push_back(field);
             } catch (const std::runtime_error& e) {
@@ -188,16 +190,18 @@ void TraceFormatParser::_parseDeclaration(const std::string& declaration, TraceE
     if (!isPrintable(declaration)) {
         throw std::runtime_error("field declaration holds unprintable characters");
     }
-    // Array dimensions follow the name: "char comm[16]", "u8 addr[2][4]".
-    std::string rest = declaration;
-    std::string dimensions;
-    while (!rest.empty() && rest.back() == ']') {
+    // Array dimensions follow the name: "char comm[16]", "u8 addr[2][4]". They are found from the end, each
+    // bracket group once, and joined without the blanks between groups; positions only, so that a declaration
+    // with many groups costs time in proportion to its length.
+    std::vector<std::pair<size_t, size_t>> groups; // [begin, end) of each group, the last group first
+    size_t end = declaration.size();
+    while (end > 0 && declaration[end - 1] == ']') {
         int depth = 0;
         size_t open = std::string::npos;
-        for (size_t i = rest.size(); i-- > 0;) {
-            if (rest[i] == ']') {
+        for (size_t i = end; i-- > 0;) {
+            if (declaration[i] == ']') {
                 ++depth;
-            } else if (rest[i] == '[' && --depth == 0) {
+            } else if (declaration[i] == '[' && --depth == 0) {
                 open = i;
                 break;
             }
@@ -205,9 +209,17 @@ void TraceFormatParser::_parseDeclaration(const std::string& declaration, TraceE
         if (open == std::string::npos) {
             throw std::runtime_error("unbalanced brackets in field declaration \"" + declaration + "\"");
         }
-        dimensions = rest.substr(open) + dimensions;
-        rest = trim(rest.substr(0, open));
+        groups.emplace_back(open, end);
+        end = open;
+        while (end > 0 && isSpace(declaration[end - 1])) {
+            --end;
+        }
     }
+    std::string dimensions;
+    for (size_t i = groups.size(); i-- > 0;) {
+        dimensions.append(declaration, groups[i].first, groups[i].second - groups[i].first);
+    }
+    const std::string rest = declaration.substr(0, end);
     size_t nameStart = rest.size();
     while (nameStart > 0 && isIdentifierChar(rest[nameStart - 1])) {
         --nameStart;

@@ -104,3 +104,32 @@ TEST(TraceFormatParser, TruncatedTextsNeverReadPastTheirEnd) {
         }
     }
 }
+
+TEST(TraceFormatParser, LargeTextsWithManyDimensionsAndFields) {
+    // Hundreds of kilobytes of bracket groups (with blanks between some) and thousands of fields: each group and
+    // field is handled once, where repeated copies of the remaining declaration would take many seconds.
+    std::string groups;
+    std::string expectedType = "u8";
+    for (int i = 0; i < 60000; ++i) {
+        groups += i % 3 == 0 ? "[2] " : "[4]";
+        expectedType += i % 3 == 0 ? "[2]" : "[4]";
+    }
+    std::string fields = "\tfield:u8 wide " + groups + "[1];\toffset:0;\tsize:1;\n";
+    expectedType += "[1]";
+    for (int i = 0; i < 20000; ++i) {
+        fields += "\tfield:int f" + std::to_string(i) + ";\toffset:" + std::to_string(8 + 4 * i) + ";\tsize:4;\n";
+    }
+    TraceEventFormat format = parseFields(fields);
+    ASSERT_EQ(20001u, format.fields.size());
+    EXPECT_EQ("wide", format.fields[0].name);
+    EXPECT_EQ(expectedType, format.fields[0].type);
+    EXPECT_EQ("f19999", format.fields.back().name);
+
+    // A repeated name is still found among them all.
+    try {
+        parseFields(fields + "\tfield:int f7;\toffset:0;\tsize:4;\n");
+        ADD_FAILURE() << "no error";
+    } catch (const std::runtime_error& e) {
+        EXPECT_NE(std::string::npos, std::string(e.what()).find("line 20005: field f7 appears twice")) << e.what();
+    }
+}
