@@ -1,9 +1,11 @@
 #include "kestrel/JSONData.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <istream>
+#include <limits>
 #include <ostream>
 
 namespace kestrel {
@@ -11,6 +13,9 @@ namespace kestrel {
 namespace {
 
 const uint16_t MAX_REFCOUNT = 0xFFFF;
+
+/// Stands for every character that cannot be represented: a lone surrogate escape, bytes that are not UTF-8.
+const unsigned REPLACEMENT_CHARACTER = 0xFFFD;
 
 /// Appends a double in fixed notation with the given number of decimals (what "%.*f" prints, without the
 /// detour through the C library). A negative precision means six decimals, as in printf.
@@ -30,6 +35,48 @@ void appendFixed(std::string& out, double value, int precision) {
     std::to_chars_result r =
         std::to_chars(big.data(), big.data() + big.size(), value, std::chars_format::fixed, precision);
     out.append(big.data(), r.ptr);
+}
+
+/// The double nearest to a decimal text ("-?digits(.digits)?(e[+-]?digits)?"), ties to even. Beyond the range of
+/// double the result is an infinity, below it a zero, with the sign of the text.
+double decimalToDouble(const char* first, const char* last) {
+    double d = 0.0;
+    std::from_chars_result r = std::from_chars(first, last, d);
+    if (r.ec != std::errc::result_out_of_range) {
+        return d;
+    }
+    // Out of range: the decimal exponent of the first significant digit tells overflow from underflow.
+    const bool negative = *first == '-';
+    long long magnitude = 0;
+    bool significant = false;
+    bool fraction = false;
+    const char* p = negative ? first + 1 : first;
+    for (; p < last && *p != 'e' && *p != 'E'; ++p) {
+        if (*p == '.') {
+            fraction = true;
+        } else if (significant) {
+            magnitude += fraction ? 0 : 1;
+        } else if (*p != '0') {
+            significant = true;
+            magnitude = fraction ? magnitude : 1;
+        } else if (fraction) {
+            --magnitude;
+        }
+    }
+    long long exponent = 0;
+    if (p < last) {
+        ++p;
+        bool down = p < last && *p == '-';
+        if (p < last && (*p == '-' || *p == '+')) {
+            ++p;
+        }
+        for (; p < last && exponent < 1000000000; ++p) {
+            exponent = exponent * 10 + (*p - '0');
+        }
+        exponent = down ? -exponent : exponent;
+    }
+    d = magnitude + exponent > 0 ? std::numeric_limits<double>::infinity() : 0.0;
+    return negative ? -d : d;
 }
 
 // ---- Character sources of the parser ----
@@ -493,6 +540,24 @@ void JSONData::quoteJsonString(const std::string& text, std::string& out) {
     out.push_back('"');
 }
 
+void JSONData::appendUtf8(std::string& out, unsigned codePoint) {
+    if (codePoint < 0x80) {
+        out.push_back(static_cast<char>(codePoint));
+    } else if (codePoint < 0x800) {
+        out.push_back(static_cast<char>(0xC0 | (codePoint >> 6)));
+        out.push_back(static_cast<char>(0x80 | (codePoint & 0x3F)));
+    } else if (codePoint < 0x10000) {
+        out.push_back(static_cast<char>(0xE0 | (codePoint >> 12)));
+        out.push_back(static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F)));
+        out.push_back(static_cast<char>(0x80 | (codePoint & 0x3F)));
+    } else {
+        out.push_back(static_cast<char>(0xF0 | (codePoint >> 18)));
+        out.push_back(static_cast<char>(0x80 | ((codePoint >> 12) & 0x3F)));
+        out.push_back(static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F)));
+        out.push_back(static_cast<char>(0x80 | (codePoint & 0x3F)));
+    }
+}
+
 void JSONData::_appendStringValue(std::string& out, int precision) const {
     switch (type) {
     case TYPE_NULL:
@@ -527,6 +592,15 @@ void JSONData::_appendStringValue(std::string& out, int precision) const {
         break;
     default:
         break;
+    }
+}
+
+void JSONData::_appendJsonScalar(std::string& out, int precision) const {
+    // JSON has no text for NaN and the infinities.
+    if (type == TYPE_DOUBLE && !std::isfinite(value.real)) {
+        out.append("null");
+    } else {
+        _appendStringValue(out, precision);
     }
 }
 
@@ -589,7 +663,7 @@ void JSONData::appendJsonString(std::string& out, bool pretty, int precision, in
         break;
     }
     default:
-        _appendStringValue(out, precision);
+        _appendJsonScalar(out, precision);
         break;
     }
 }
@@ -640,7 +714,7 @@ void JSONData::appendStream(std::ostream& os) const {
         break;
     }
     default:
-        _appendStringValue(text, static_cast<int>(os.precision()));
+        _appendJsonScalar(text, static_cast<int>(os.precision()));
         os << text;
         break;
     }
@@ -752,12 +826,47 @@ template <class Source> bool JSONData::_parseString(Source& src, std::string& ou
         return false;
     }
     src.advance();
+    // A high surrogate waits here for the low surrogate that completes the pair; whatever else follows it makes it
+    // a lone surrogate, which becomes U+FFFD like a lone low surrogate.
+    unsigned pendingHigh = 0;
     for (;;) {
         int c = src.peek();
         if (c < 0) {
             return false;
         }
         src.advance();
+        if (c == '\\' && src.peek() == 'u') {
+            src.advance();
+            unsigned code = 0;
+            for (int i = 0; i < 4; ++i) {
+                int digit = hexValue(src.peek());
+                if (digit < 0) {
+                    return false;
+                }
+                src.advance();
+                code = code * 16 + static_cast<unsigned>(digit);
+            }
+            const bool low = code >= 0xDC00 && code <= 0xDFFF;
+            if (low && pendingHigh != 0) {
+                appendUtf8(out, 0x10000 + ((pendingHigh - 0xD800) << 10) + (code - 0xDC00));
+                pendingHigh = 0;
+                continue;
+            }
+            if (pendingHigh != 0) {
+                appendUtf8(out, REPLACEMENT_CHARACTER);
+                pendingHigh = 0;
+            }
+            if (code >= 0xD800 && code <= 0xDBFF) {
+                pendingHigh = code;
+            } else {
+                appendUtf8(out, low ? REPLACEMENT_CHARACTER : code);
+            }
+            continue;
+        }
+        if (pendingHigh != 0) {
+            appendUtf8(out, REPLACEMENT_CHARACTER);
+            pendingHigh = 0;
+        }
         if (c == '"') {
             return true;
         }
@@ -791,20 +900,6 @@ template <class Source> bool JSONData::_parseString(Source& src, std::string& ou
         case 't':
             out.push_back('\t');
             break;
-        case 'u': {
-            // Only the low eight bits of the code unit are kept: one byte per escape.
-            unsigned code = 0;
-            for (int i = 0; i < 4; ++i) {
-                int digit = hexValue(src.peek());
-                if (digit < 0) {
-                    return false;
-                }
-                src.advance();
-                code = code * 16 + static_cast<unsigned>(digit);
-            }
-            out.push_back(static_cast<char>(code & 0xFF));
-            break;
-        }
         default:
             out.push_back('\\');
             out.push_back(static_cast<char>(c));
@@ -814,35 +909,68 @@ template <class Source> bool JSONData::_parseString(Source& src, std::string& ou
 }
 
 template <class Source> bool JSONData::_parseNumber(Source& src) {
+    // The text of the number is gathered and, unless it is an integer that fits 64 bits, converted once, correctly
+    // rounded and independent of the locale.
+    std::string text;
     bool negative = false;
     if (src.peek() == '-') {
         negative = true;
+        text.push_back('-');
         src.advance();
     }
     if (!isDigit(src.peek())) {
         return false;
     }
-    // Accumulated unsigned, so an integer part beyond 64 bits wraps around instead of overflowing.
     uint64_t integer = 0;
+    bool fits = true;
     int c;
     while (isDigit(c = src.peek())) {
-        integer = integer * 10 + static_cast<uint64_t>(c - '0');
+        const unsigned digit = static_cast<unsigned>(c - '0');
+        if (integer > (UINT64_MAX - digit) / 10) {
+            fits = false;
+        }
+        integer = integer * 10 + digit;
+        text.push_back(static_cast<char>(c));
         src.advance();
     }
+    bool real = false;
+    // Each position is peeked once: a second peek at the end of a stream would set its fail bit.
     if (c == '.') {
+        // "1." is accepted as 1.0.
+        real = true;
         src.advance();
-        double d = static_cast<double>(static_cast<long long>(integer));
-        double place = 1.0;
-        while (isDigit(c = src.peek())) {
-            place *= 10.0;
-            if (c != '0') {
-                d += (c - '0') / place;
-            }
+        c = src.peek();
+        if (isDigit(c)) {
+            text.push_back('.');
+        }
+        for (; isDigit(c); c = src.peek()) {
+            text.push_back(static_cast<char>(c));
             src.advance();
         }
-        setDouble(negative ? -d : d);
-    } else {
+    }
+    if (c == 'e' || c == 'E') {
+        real = true;
+        src.advance();
+        text.push_back('e');
+        c = src.peek();
+        if (c == '+' || c == '-') {
+            text.push_back(static_cast<char>(c));
+            src.advance();
+            c = src.peek();
+        }
+        if (!isDigit(c)) {
+            return false;
+        }
+        for (; isDigit(c); c = src.peek()) {
+            text.push_back(static_cast<char>(c));
+            src.advance();
+        }
+    }
+    const uint64_t limit = negative ? uint64_t(INT64_MAX) + 1 : uint64_t(INT64_MAX);
+    if (!real && fits && integer <= limit) {
         setLong(static_cast<long long>(negative ? 0 - integer : integer));
+    } else {
+        setDouble(decimalToDouble(text.data(), text.data() + text.size()));
     }
     return true;
 }

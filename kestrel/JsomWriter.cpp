@@ -2,6 +2,7 @@
 #include "kestrel/JSONData.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -156,13 +157,12 @@ void JsomWriter::quote(const char* text, int length, bool verbatim) {
         write("null", 4);
         return;
     }
+    // Every text is escaped, also one marked verbatim: labels are taken from channel files and recordings too,
+    // and the output must stay strict JSON in UTF-8 whatever they hold. Plain text passes as one run.
+    (void)verbatim;
     writeChar('"');
-    if (verbatim) {
-        write(text, length);
-    } else {
-        JSONData::escapeJsonText(text, text + (length > 0 ? length : 0),
-                                 [this](const char* data, std::size_t n) { write(data, static_cast<int>(n)); });
-    }
+    JSONData::escapeJsonText(text, text + (length > 0 ? length : 0),
+                             [this](const char* data, std::size_t n) { write(data, static_cast<int>(n)); });
     writeChar('"');
 }
 
@@ -331,6 +331,11 @@ void JsomWriter::appendUnsignedInt(unsigned int value) {
 
 void JsomWriter::appendDouble(long double value, int precision) {
     if (!_prologue("appendDouble")) {
+        return;
+    }
+    if (!std::isfinite(value)) {
+        // JSON has no text for NaN and the infinities.
+        write("null", 4);
         return;
     }
     // Where long double is wider than double its arithmetic runs in software: convert once, and compare in

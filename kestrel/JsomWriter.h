@@ -30,6 +30,8 @@ public:
     void endObject();
     void startArray();
     void endArray();
+    // Labels and strings are always written as strict JSON strings in UTF-8 (see JSONData::escapeJsonText); the
+    // verbatim flag, a caller's statement that the text needs no escaping, is accepted but changes nothing.
     void appendLabel(const char* label, int length, bool verbatim);
     void appendLabel(const char* label, bool verbatim);
     void appendNull();
@@ -40,6 +42,7 @@ public:
     void appendUnsignedLong(unsigned long long value);
     void appendInt(int value);
     void appendUnsignedInt(unsigned int value);
+    /// NaN and the infinities are written as null.
     void appendDouble(long double value, int precision);
     /// Writes text that already is JSON as one value.
     void appendJsonValue(const char* text, int length);

@@ -52,9 +52,9 @@ TEST(JSONDataParser, LenientForms) {
         {"{} arbitrary words", "{}"},
         {"nullx", "null"},
         {"{\"k\":1,\"k\":2}", R"({"k":1,"k":2})"},
-        {R"(["\u00E9\u20ac\u0041\q\/\"\\\b\f\n\r\t"])", "[\"\xE9\xAC"
+        {R"(["\u00E9\u20ac\u0041\q\/\"\\\b\f\n\r\t"])", "[\"\xC3\xA9\xE2\x82\xAC"
                                                         "A\\\\q/\\\"\\\\\\b\\f\\n\\r\\t\"]"},
-        {"1e5", "1"},
+        {"[1e5, -2.5E-1, 1.e+2]", "[100000,-0.25,100]"},
     };
     for (const auto& c : cases) {
         Result r = parseText(c.text);
@@ -86,7 +86,8 @@ TEST(JSONDataParser, ErrorsAreReportedOnce) {
         {".5", "missing value"},
         {"/x", "missing value"},
         {"[1,,2]", "missing value"},
-        {"[1e5]", "array comma or end expected"},
+        {"[1e]", "invalid number"},
+        {"[1e+]", "invalid number"},
         {"[1 2]", "array comma or end expected"},
         {"[1}", "array comma or end expected"},
         {"[}", "array not closed"},

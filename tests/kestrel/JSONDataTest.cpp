@@ -178,7 +178,7 @@ TEST(JSONData, NumberText) {
 TEST(JSONData, StringEscapes) {
     std::string out;
     JSONData::quoteJsonString(std::string("a\"b\\c\b\f\n\r\t/\x01\xC3\x7F", 14), out);
-    EXPECT_EQ(std::string("\"a\\\"b\\\\c\\b\\f\\n\\r\\t/\x01\xC3\x7F\"", 23), out);
+    EXPECT_EQ("\"a\\\"b\\\\c\\b\\f\\n\\r\\t/\\u0001\xEF\xBF\xBD\x7F\"", out);
 }
 
 TEST(JSONData, PrettyAndCompactLayouts) {
