@@ -88,30 +88,27 @@ const std::string* DictionaryResolver::valueName(const std::string& scope, const
 
 DictionaryResolver::Column DictionaryResolver::column(const JSONData* columnDictionary, int number) const {
     Column column;
-    // The column dictionary's own map, then the maps of the dictionaries it extends.
-    Dictionary own;
-    if (columnDictionary && columnDictionary->getType() == JSONData::TYPE_OBJECT) {
-        _index(own, columnDictionary);
+    if (!columnDictionary || columnDictionary->getType() != JSONData::TYPE_OBJECT) {
+        return column;
     }
-    const Dictionary* dictionary = own.node ? &own : nullptr;
-    for (int step = 0; dictionary && step < MAX_CHAIN; ++step) {
-        const JSONData* map = dictionary->node->getByKey("map");
-        for (int i = 0; map && map->getType() == JSONData::TYPE_OBJECT && i < map->length(); ++i) {
-            const JSONData* entry = map->getByIndex(i);
-            const JSONData* columnNumber = entry->getByKey("column");
-            if (!isNumber(columnNumber) || columnNumber->longValue() != number) {
-                continue;
-            }
-            column.name = *map->getKeyAtIndex(i);
-            column.hasDictionary = readReference(entry->getByKey("dataDictionary"), column.scope, column.dictionary);
-            const std::string* label = stringMember(entry, "label");
-            if (!label) {
-                label = _label(dictionary, column.name);
-            }
-            column.label = label ? *label : column.name;
-            return column;
+    // Columns are numbered by the series' own map only, which keeps a look-up linear in the series' own size;
+    // the dictionaries it extends give labels.
+    const JSONData* map = columnDictionary->getByKey("map");
+    for (int i = 0; map && map->getType() == JSONData::TYPE_OBJECT && i < map->length(); ++i) {
+        const JSONData* entry = map->getByIndex(i);
+        const JSONData* columnNumber = entry->getByKey("column");
+        if (!isNumber(columnNumber) || columnNumber->longValue() != number) {
+            continue;
         }
-        dictionary = dictionary->extends ? _find(dictionary->extendsScope, dictionary->extendsName) : nullptr;
+        column.name = *map->getKeyAtIndex(i);
+        column.hasDictionary = readReference(entry->getByKey("dataDictionary"), column.scope, column.dictionary);
+        const std::string* label = stringMember(entry, "label");
+        std::string extendsScope, extendsName;
+        if (!label && readReference(columnDictionary->getByKey("extends"), extendsScope, extendsName)) {
+            label = _label(_find(extendsScope, extendsName), column.name);
+        }
+        column.label = label ? *label : column.name;
+        return column;
     }
     return column;
 }

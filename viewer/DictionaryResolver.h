@@ -35,7 +35,8 @@ public:
 
     /// The name of `value` in the dictionary (scope, name), or null when no dictionary of the chain has one.
     const std::string* valueName(const std::string& scope, const std::string& dictionary, long long value) const;
-    /// The column numbered `column` (from 1) of a series' column dictionary; an empty Column when it has none.
+    /// The column numbered `column` (from 1) in the map of a series' column dictionary, labelled by its own
+    /// "label" or by the dictionaries the column dictionary extends; an empty Column when the map has none.
     Column column(const kestrel::JSONData* columnDictionary, int column) const;
     /// The name of a value of a column: through its dictionary, else the number in decimal.
     std::string name(const Column& column, long long value) const;

@@ -201,7 +201,7 @@ void PlotDataReader::_check(PlotDocument& document) {
         series.object = object;
         series.type = *type;
         series.index = static_cast<int>(document.series.size());
-        _checkSeries(document, series, place);
+        _checkSeries(series, place);
         if (series.data->length() > 0) {
             double first = series.origin + series.data->getByIndex(0)->getByIndex(0)->doubleValue();
             double last = first;
@@ -220,7 +220,7 @@ void PlotDataReader::_check(PlotDocument& document) {
     }
 }
 
-void PlotDataReader::_checkSeries(PlotDocument&, PlotSeries& series, const std::string& where) {
+void PlotDataReader::_checkSeries(PlotSeries& series, const std::string& where) {
     const std::string& type = series.type;
     if (type == "long") {
         series.isState = false;

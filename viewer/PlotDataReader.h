@@ -25,7 +25,7 @@ public:
 
 private:
     static void _check(PlotDocument& document);
-    static void _checkSeries(PlotDocument& document, PlotSeries& series, const std::string& where);
+    static void _checkSeries(PlotSeries& series, const std::string& where);
     static void _checkDictionaries(const kestrel::JSONData* object, const std::string& where);
 };
 
