@@ -1,0 +1,91 @@
+#!/usr/bin/env bash
+# End-to-end test of plotwright-view (it sits next to plotwright) on the example recording's conversion: the page
+# carries the document exactly as the converter wrote it (also two appended documents, and several inputs), the
+# trace equals the expected one, and bad input ends with status 1, one line on standard error and no output file.
+set -uo pipefail
+. "$(dirname "$0")/common.bash"
+view=$(dirname "$bin")/plotwright-view
+expected=$src/tests/data/viewer
+cd "$work"
+
+# The example conversion, compact (one document per line but for the writer's long-line breaks) and pretty.
+echo "{\"eventDatabase\": \"$src/examples/sched-events.json\", \"log\": {\"level\": \"OFF\"}}" >compact.conf
+echo "{\"eventDatabase\": \"$src/examples/sched-events.json\", \"whitespace\": true, \"log\": {\"level\": \"OFF\"}}" >pretty.conf
+convert() {
+    "$bin" -c "$1" -i "$src/examples/sched.data" -l "$src/examples/sched-channels.json" -o "$2" "${@:3}" ||
+        fail "conversion to $2 failed"
+}
+convert compact.conf compact.json
+convert pretty.conf sched-plot.json
+convert pretty.conf appended.json
+convert pretty.conf appended.json -a
+compact=$(tr -d '\n' <compact.json)
+
+# Prints the text between the marker element's opening tag line and its closing tag.
+element() {
+    sed -n "/<script id=\"$2\" type=\"application\/json\">/,/<\/script>/p" "$1" | sed '1d;$d' | tr -d '\n'
+}
+
+# view <name> args...: runs plotwright-view, which must succeed silently.
+view() {
+    local name=$1
+    shift
+    "$view" "$@" >"$name.out" 2>"$name.err"
+    local status=$?
+    [ "$status" = 0 ] || fail "$name: exit status $status: $(cat "$name.err")"
+    [ ! -s "$name.err" ] || fail "$name: wrote to standard error: $(cat "$name.err")"
+}
+
+view html -o sched-plot.html sched-plot.json
+[ "$(element sched-plot.html plot-data)" = "[$compact]" ] || fail "the page's data is not the document as read"
+[ "$(element sched-plot.html plot-sources)" = '["sched-plot.json"]' ] || fail "the page's sources: $(element sched-plot.html plot-sources)"
+! grep -q '@PLOTWRIGHT_' sched-plot.html || fail "a marker is left in the page"
+view stdout sched-plot.json
+cmp -s stdout.out sched-plot.html || fail "the page on standard output differs from the one written with -o"
+
+view appended -f html -o appended.html appended.json compact.json
+[ "$(element appended.html plot-data)" = "[$compact,$compact,$compact]" ] ||
+    fail "two appended documents and a second input are not the page's three documents"
+[ "$(element appended.html plot-sources)" = '["appended.json","compact.json"]' ] || fail "sources of several inputs"
+
+view trace -f trace -o sched-trace.json sched-plot.json
+cmp -s sched-trace.json "$expected/sched-trace.json" ||
+    fail "the trace differs from $expected/sched-trace.json: $(diff <(tr '{' '\n' <sched-trace.json) <(tr '{' '\n' <"$expected/sched-trace.json") | head -10)"
+
+# expect_error <message> args...: status 1, one line on standard error holding the message, no output file
+# (nor a temporary one) in the folder, and an output file that existed before left as it was.
+mkdir out
+echo "old" >out/kept.html
+expect_error() {
+    local message=$1
+    shift
+    rm -f out/new.html
+    for output in out/new.html out/kept.html; do
+        "$view" -o "$output" "$@" >stdout 2>stderr
+        local status=$?
+        [ "$status" -eq 1 ] || fail "plotwright-view $*: status $status, expected 1"
+        grep -qF -- "$message" stderr || fail "plotwright-view $*: message '$(cat stderr)' lacks '$message'"
+        [ "$(wc -l <stderr)" -eq 1 ] || fail "plotwright-view $*: not one line on standard error: $(cat stderr)"
+        [ ! -s stdout ] || fail "plotwright-view $*: wrote to standard output"
+    done
+    [ "$(ls out)" = "kept.html" ] || fail "plotwright-view $*: left files behind: $(ls out)"
+    [ "$(cat out/kept.html)" = "old" ] || fail "plotwright-view $*: changed an existing output file"
+}
+
+printf '[{"label": "a", "type": "long", "time": 0, "data": [[0, 1]' >cut.json
+head -c 3000 sched-plot.json >head.json
+expect_error "cut.json: not JSON: syntax error" cut.json
+expect_error "head.json: not JSON: syntax error" sched-plot.json head.json
+expect_error "sched-channels.json: element 1: not plot data: an object without a \"type\" text" \
+    "$src/examples/sched-channels.json"
+expect_error "plotwright.conf: not plot data: the document is an object, not an array" "$src/examples/plotwright.conf"
+expect_error "sched.data: not JSON" "$src/examples/sched.data"
+expect_error "cannot open missing.json: No such file or directory" missing.json
+expect_error "cannot read out: it is a directory" out
+expect_error "unknown format \"svg\"" -f svg sched-plot.json
+expect_error "no input given" -f trace
+"$view" -o missing-dir/page.html sched-plot.json 2>stderr
+[ $? -eq 1 ] && grep -qF "cannot create missing-dir/page.html" stderr || fail "an output in a missing folder: $(cat stderr)"
+"$view" -h >help.txt 2>&1 && grep -q "Usage: plotwright-view" help.txt || fail "-h"
+
+exit $((failures > 0))

@@ -1,0 +1,26 @@
+#ifndef TESTS_VIEWER_VIEWERTESTDOCUMENTS_H
+#define TESTS_VIEWER_VIEWERTESTDOCUMENTS_H
+
+// A small plot data document in the converter's layout: a state series whose states are thread ids named
+// through a scoped dictionary that extends the unscoped thread names, a state series with subplot keys and
+// magnitudes whose column names come from the shared column dictionary, and a number series.
+static const char* const VIEWER_TEST_DOCUMENT = R"([
+ {"label": "CPU 0", "columnDictionary": {"type": "map", "extends": {"scope": "plotwright", "dictionary": "cols"},
+   "map": {"next_pid": {"column": 1, "dataDictionary": {"scope": "plotwright", "dictionary": "common_pid"}}}},
+  "group": "CPUs", "time": 100.5, "type": "state", "data": [[0, 7], [0.25, 0], [0.5, 9]]},
+ {"label": "Waits", "columnDictionary": {"type": "map", "extends": {"scope": "plotwright", "dictionary": "cols"},
+   "map": {"state": {"column": 1}, "inner_pivot": {"column": 2,
+     "dataDictionary": {"scope": "plotwright", "dictionary": "common_tid"}}, "delay": {"column": 3}}},
+  "group": "Tasks", "time": 100.5, "type": "state-key-value",
+  "data": [[0.125, 1, 9, 2.5], [0.25, 1, 7, 3], [0.375, 2, 9, 0]]},
+ {"label": "Prio", "columnDictionary": {"type": "map", "map": {"next_prio": {"column": 1}}},
+  "group": "CPUs", "time": 100.5, "type": "long", "data": [[0, 120], [0.75, 100]]},
+ {"type": "dictionaries", "scope": "plotwright", "dictionaries": {
+   "cols": {"type": "map", "map": {"inner_pivot": {"label": "Subplot"}, "state": {"label": "State"}}},
+   "common_tid": {"type": "map", "extends": {"dictionary": "common_tid"}, "map": {}},
+   "common_pid": {"type": "map", "extends": {"scope": "plotwright", "dictionary": "common_tid"}, "map": {}}}},
+ {"type": "dictionaries", "dictionaries": {
+   "common_tid": {"type": "map", "map": {"7": {"label": "sh"}, "9": {"pid": 7, "label": "ls"}, "12": "cat"}}}}
+])";
+
+#endif
