@@ -595,10 +595,25 @@
       if (f > cover[a]) { cover[a] = f; colourAt[a] = c; }
       for (let x = a + 1; x < b; x++) { cover[x] = 1; colourAt[x] = c; }
       if (b < W) { const g = xe - b; if (g > cover[b]) { cover[b] = g; colourAt[b] = c; } }
-      if (xe - xs >= LABEL_MIN_SPAN_PX * dpr) labels.push({ lane: lane, i: i, x: xs, w: xe - xs, y: y0, h: y1 - y0 });
     }
     for (let x = 0; x < W; x++) rowLine[x] = cover[x] > 0 ? colourAt[x] : gridLine[x];
     fillRows(y0, y1, H, W);
+    // State names go on runs of one state that are wide enough, once per run; the end state has none.
+    const first = Math.max(0, upperBound(t, view.start) - 1);
+    if (last - first > 4 * W) return;
+    const v = lane.v, endState = lane.series.endState;
+    let run = -1, runStart = 0, runEnd = 0;
+    const flush = () => {
+      if (run >= 0 && runEnd - runStart >= LABEL_MIN_SPAN_PX * dpr) labels.push({ lane: lane, i: run, x: runStart, w: runEnd - runStart, y: y0, h: y1 - y0 });
+    };
+    for (let j = first; j < last; j++) {
+      const xs = Math.max(0, (t[j] - view.start) * scale), xe = Math.min(W, ((j + 1 < n ? t[j + 1] : end) - view.start) * scale);
+      if (run >= 0 && v[j] === v[run] && xs <= runEnd + 0.5) { runEnd = Math.max(runEnd, xe); continue; }
+      flush();
+      run = v[j] === endState ? -1 : j;
+      runStart = xs; runEnd = xe;
+    }
+    flush();
   }
 
   // A step line (or a line) reduced to the covered value range per pixel column, over a light fill.
