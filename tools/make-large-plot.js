@@ -66,6 +66,7 @@ for (let c = 0; c < CPUS; c++) {
 }
 const byTime = (a, b) => a[0] - b[0];
 waitWake.sort(byTime);
+for (const list of taskState.values()) list.sort(byTime);
 wakeCpu.sort(byTime);
 
 const series = [];

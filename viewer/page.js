@@ -22,17 +22,176 @@
 
   // ---- input ---------------------------------------------------------------------------------------
 
-  function readEmbedded(id) {
+  function readEmbedded(id, fast) {
     const node = el(id);
     const text = node ? node.textContent.trim() : '';
     if (text === '' || text.startsWith('/*@')) return [];
+    let value;
     try {
-      const value = JSON.parse(text);
-      return Array.isArray(value) ? value : [value];
+      value = fast ? parseDocuments(text) : JSON.parse(text);
     } catch (e) {
-      problems.push('the embedded ' + id + ' is not JSON');
-      return [];
+      try {
+        value = JSON.parse(text);
+      } catch (e2) {
+        problems.push('the embedded ' + id + ' is not JSON');
+        return [];
+      }
     }
+    return Array.isArray(value) ? value : [value];
+  }
+
+  // A reader for the documents that turns every "data" array of number rows straight into one typed
+  // array per column (a table), instead of a million small arrays; everything else, and any "data" that
+  // is not such a table, goes through JSON.parse. Throws on text that is not JSON (the caller then lets
+  // JSON.parse report it).
+  const POW10 = [];
+  for (let i = 0; i <= 22; i++) POW10.push(Math.pow(10, i));
+  function parseDocuments(text) {
+    let pos = 0;
+    const len = text.length;
+    const fail = () => { throw new SyntaxError('bad JSON at ' + pos); };
+    const ws = () => {
+      while (pos < len) {
+        const c = text.charCodeAt(pos);
+        if (c === 32 || c === 10 || c === 13 || c === 9) pos++; else break;
+      }
+    };
+    // The end of the string that starts at pos (a double quote).
+    const stringEnd = (p) => {
+      for (p++; p < len; p++) {
+        const c = text.charCodeAt(p);
+        if (c === 92) p++;
+        else if (c === 34) return p + 1;
+      }
+      return fail();
+    };
+    // Any value, by finding its end and handing the text to JSON.parse.
+    const generic = () => {
+      const start = pos;
+      let depth = 0;
+      while (pos < len) {
+        const c = text.charCodeAt(pos);
+        if (c === 34) { pos = stringEnd(pos); if (depth === 0) break; continue; }
+        if (c === 91 || c === 123) depth++;
+        else if (c === 93 || c === 125) { if (--depth < 0) break; if (depth === 0) { pos++; break; } }
+        else if (depth === 0 && (c === 44 || c === 32 || c === 10 || c === 13 || c === 9)) break;
+        pos++;
+      }
+      return JSON.parse(text.slice(start, pos));
+    };
+    const number = () => {
+      const start = pos;
+      let neg = false, mant = 0, digits = 0, frac = 0, simple = true;
+      if (text.charCodeAt(pos) === 45) { neg = true; pos++; }
+      let c = text.charCodeAt(pos);
+      if (c < 48 || c > 57) fail();
+      while (c >= 48 && c <= 57) { mant = mant * 10 + (c - 48); digits++; c = text.charCodeAt(++pos); }
+      if (c === 46) {
+        c = text.charCodeAt(++pos);
+        if (c < 48 || c > 57) fail();
+        while (c >= 48 && c <= 57) { mant = mant * 10 + (c - 48); digits++; frac++; c = text.charCodeAt(++pos); }
+      }
+      if (c === 101 || c === 69) {
+        simple = false;
+        c = text.charCodeAt(++pos);
+        if (c === 43 || c === 45) c = text.charCodeAt(++pos);
+        if (c < 48 || c > 57) fail();
+        while (c >= 48 && c <= 57) c = text.charCodeAt(++pos);
+      }
+      // Up to 15 digits and 22 decimals, one division of two exact numbers is correctly rounded.
+      if (!simple || digits > 15 || frac > 22) return Number(text.slice(start, pos));
+      const v = frac ? mant / POW10[frac] : mant;
+      return neg ? -v : v;
+    };
+    // [[n, n, ...], ...] with rows of one to four numbers, as columns; null when it is anything else.
+    // Rows go to scratch columns shared by all tables (grown when a table outgrows them), then are copied
+    // out at the table's end.
+    let cap = 4096;
+    let cols = [new Float64Array(cap), new Float64Array(cap), new Float64Array(cap), new Float64Array(cap)];
+    const table = () => {
+      const start = pos;
+      let n = 0, width = 0;
+      pos++;
+      ws();
+      if (text.charCodeAt(pos) === 93) { pos++; return { table: true, n: 0, width: 0, cols: [] }; }
+      for (;;) {
+        if (text.charCodeAt(pos) !== 91) { pos = start; return null; }
+        pos++;
+        if (n === cap) {
+          cap *= 2;
+          cols = cols.map((a) => { const b = new Float64Array(cap); b.set(a); return b; });
+        }
+        let k = 0;
+        ws();
+        for (;;) {
+          const c = text.charCodeAt(pos);
+          if (k >= 4 || !(c === 45 || (c >= 48 && c <= 57))) { pos = start; return null; }
+          cols[k++][n] = number();
+          ws();
+          const d = text.charCodeAt(pos++);
+          if (d === 93) break;
+          if (d !== 44) { pos = start; return null; }
+          ws();
+        }
+        for (let j = k; j < 4; j++) cols[j][n] = NaN;
+        if (k > width) width = k;
+        n++;
+        ws();
+        const d = text.charCodeAt(pos++);
+        if (d === 93) break;
+        if (d !== 44) { pos = start; return null; }
+        ws();
+      }
+      return { table: true, n: n, width: width, cols: cols.slice(0, width).map((a) => a.slice(0, n)) };
+    };
+    // The top-level array of documents, each an array of objects: walked here, so that each object's
+    // "data" can be read as a table.
+    const value = (level) => {
+      ws();
+      const c = text.charCodeAt(pos);
+      if (c === 91 && level < 2) {
+        const out = [];
+        pos++;
+        ws();
+        if (text.charCodeAt(pos) === 93) { pos++; return out; }
+        for (;;) {
+          out.push(value(level + 1));
+          ws();
+          const d = text.charCodeAt(pos++);
+          if (d === 93) return out;
+          if (d !== 44) fail();
+        }
+      }
+      if (c === 123 && level === 2) {
+        const out = {};
+        pos++;
+        ws();
+        if (text.charCodeAt(pos) === 125) { pos++; return out; }
+        for (;;) {
+          ws();
+          if (text.charCodeAt(pos) !== 34) fail();
+          const a = pos;
+          pos = stringEnd(pos);
+          const key = JSON.parse(text.slice(a, pos));
+          ws();
+          if (text.charCodeAt(pos++) !== 58) fail();
+          ws();
+          let v = null;
+          if (key === 'data' && text.charCodeAt(pos) === 91) v = table();
+          if (v === null) v = generic();
+          if (key !== '__proto__') out[key] = v;
+          ws();
+          const d = text.charCodeAt(pos++);
+          if (d === 125) return out;
+          if (d !== 44) fail();
+        }
+      }
+      return generic();
+    };
+    const result = value(0);
+    ws();
+    if (pos !== len) fail();
+    return result;
   }
 
   const isObject = (v) => v !== null && typeof v === 'object' && !Array.isArray(v);
@@ -122,6 +281,7 @@
   // Reads the points of a series into typed arrays sorted by time: t (shifted onto the common axis) and
   // one array per wanted column. Points that are not arrays of finite numbers are counted as unreadable.
   function readPoints(data, cols, shift) {
+    if (isObject(data) && data.table === true) return readTable(data, cols, shift);
     const n0 = Array.isArray(data) ? data.length : 0;
     const need = Math.max.apply(null, cols);
     const c1 = cols[0], c2 = cols.length > 1 ? cols[1] : cols[0], c3 = cols.length > 2 ? cols[2] : cols[0];
@@ -144,13 +304,53 @@
     let out = [a1, a2, a3].filter((a) => a !== null);
     let times = n === n0 ? t : t.slice(0, n);
     if (n !== n0) out = out.map((a) => a.slice(0, n));
+    return finishPoints(times, out, sorted, n0 - n);
+  }
+
+  function readTable(data, cols, shift) {
+    const n0 = data.n, src = data.cols;
+    if (cols.some((c) => c >= data.width)) return { t: new Float64Array(0), cols: cols.map(() => new Float64Array(0)), bad: n0 };
+    const time = src[0];
+    const wanted = cols.map((c) => src[c]);
+    const w1 = wanted[0], w2 = wanted[wanted.length > 1 ? 1 : 0], w3 = wanted[wanted.length > 2 ? 2 : 0];
+    // The table's columns are this page's own: when every point is whole and in order, they are used as
+    // they are, shifted onto the common time axis in place.
+    let good = true, sorted = true, last = -Infinity;
+    for (let i = 0; i < n0; i++) {
+      const tt = time[i];
+      if (!(Number.isFinite(tt) && Number.isFinite(w1[i]) && Number.isFinite(w2[i]) && Number.isFinite(w3[i]))) { good = false; break; }
+      if (tt < last) sorted = false;
+      last = tt;
+    }
+    if (good) {
+      if (shift !== 0) for (let i = 0; i < n0; i++) time[i] += shift;
+      return finishPoints(time, wanted, sorted, 0);
+    }
+    let n = 0;
+    sorted = true; last = -Infinity;
+    const t = new Float64Array(n0);
+    const out = cols.map(() => new Float64Array(n0));
+    for (let i = 0; i < n0; i++) {
+      const tt = time[i] + shift;
+      if (!(Number.isFinite(tt) && Number.isFinite(w1[i]) && Number.isFinite(w2[i]) && Number.isFinite(w3[i]))) continue;
+      if (tt < last) sorted = false;
+      last = tt;
+      t[n] = tt;
+      for (let k = 0; k < wanted.length; k++) out[k][n] = wanted[k][i];
+      n++;
+    }
+    return finishPoints(t.slice(0, n), out.map((a) => a.slice(0, n)), sorted, n0 - n);
+  }
+
+  function finishPoints(times, out, sorted, bad) {
     if (!sorted) {
+      const n = times.length;
       const order = Array.from({ length: n }, (_, i) => i).sort((a, b) => times[a] - times[b] || a - b);
       const src = times;
       times = Float64Array.from(order, (i) => src[i]);
       out = out.map((col) => Float64Array.from(order, (i) => col[i]));
     }
-    return { t: times, cols: out, bad: n0 - n };
+    return { t: times, cols: out, bad: bad };
   }
 
   // ---- colours -------------------------------------------------------------------------------------
@@ -223,7 +423,7 @@
 
   // ---- model ---------------------------------------------------------------------------------------
 
-  const docs = readEmbedded('plot-data');
+  const docs = readEmbedded('plot-data', true);
   const sources = readEmbedded('plot-sources').filter((s) => typeof s === 'string');
   const series = [];
   const lanes = [];
@@ -327,6 +527,7 @@
       problems.push('series "' + label + '" has the type "' + s.type + '", which is not shown');
     }
     for (const lane of s.lanes) lanes.push(lane);
+    obj.data = null; // the points live on in the lanes' typed arrays
     return s;
   }
 
