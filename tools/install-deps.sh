@@ -6,9 +6,19 @@ missing=()
 for p in "${packages[@]}"; do
     dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
 done
+# Browser tests of the viewer page: Chromium, and Node.js with npm (which may come bundled with nodejs).
+dpkg -s chromium >/dev/null 2>&1 || missing+=(chromium)
+command -v node >/dev/null 2>&1 || missing+=(nodejs)
+command -v npm >/dev/null 2>&1 || missing+=(npm)
 if [ ${#missing[@]} -gt 0 ]; then
     echo "Installing ${missing[*]}"
     export DEBIAN_FRONTEND=noninteractive
     apt-get update
     apt-get install -y "${missing[@]}"
+fi
+# The pinned playwright-core of the browser tests, unless the installed one is already the locked version.
+browser_tests="$(dirname "$0")/../tests/viewer/browser"
+if ! (cd "$browser_tests" && node -e 'const l = require("./package-lock.json"), p = require("./node_modules/playwright-core/package.json");
+    process.exit(l.packages["node_modules/playwright-core"].version === p.version ? 0 : 1)' 2>/dev/null); then
+    (cd "$browser_tests" && npm ci --no-audit --no-fund)
 fi
