@@ -210,5 +210,5 @@ void NumberPlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clock
 
     writer.endObject();
 
-    std::vector<RunData>().swap(list.runs);
+    std::deque<RunData>().swap(list.runs);
 }
