@@ -436,7 +436,8 @@ void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockO
                                       const std::string& labelPrefix) {
     if (list.unsorted && !list.runs.empty()) {
         // The merge sort stays within bounds even for NaN times, where the comparison is no strict order.
-        std::stable_sort(list.runs.begin(), list.runs.end(), RunDataList::isLessThan);
+        std::stable_sort(list.runs.begin(), list.runs.end(),
+                         [](const RunData& a, const RunData& b) { return RunDataList::isLessThan(a, b); });
     }
     writer.startObject();
     _writeLabel(writer, key, labelPrefix);
