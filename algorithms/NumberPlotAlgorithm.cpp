@@ -125,7 +125,9 @@ bool timeOrder(const NumberPlotAlgorithm::RunData& a, const NumberPlotAlgorithm:
 void NumberPlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key,
                                        RunDataList& list, const std::string& labelPrefix) {
     if (list.unsorted && !list.runs.empty()) {
-        std::sort(list.runs.begin(), list.runs.end(), timeOrder);
+        // Through a lambda rather than the function's address, so that the comparison is inlined.
+        std::sort(list.runs.begin(), list.runs.end(),
+                  [](const RunData& a, const RunData& b) { return timeOrder(a, b); });
     }
 
     writer.startObject();
@@ -210,5 +212,5 @@ void NumberPlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clock
 
     writer.endObject();
 
-    std::vector<RunData>().swap(list.runs);
+    std::deque<RunData>().swap(list.runs);
 }

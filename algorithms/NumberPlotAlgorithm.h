@@ -4,6 +4,7 @@
 #include "algorithms/TracePointAlgorithm.h"
 #include "kestrel/JSOM.h"
 
+#include <deque>
 #include <map>
 #include <string>
 #include <vector>
@@ -25,8 +26,9 @@ public:
         long long value;
     };
 
+    // Points stored by value in chunks: growing never copies the points already held.
     struct RunDataList {
-        std::vector<RunData> runs;
+        std::deque<RunData> runs;
         double lastTime = 0.0;
         bool unsorted = false;
 

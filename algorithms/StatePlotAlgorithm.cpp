@@ -61,15 +61,8 @@ void writeDictionaryReference(kestrel::JsomWriter& writer, const char* name) {
 // ---------------------------------------------------------------------------------------------------------------
 // Points and lists
 
-StatePlotAlgorithm::RunDataList::~RunDataList() {
-    clear();
-}
-
 void StatePlotAlgorithm::RunDataList::clear() {
-    for (RunData* run : runs) {
-        delete run;
-    }
-    runs.clear();
+    std::deque<RunData>().swap(runs);
 }
 
 // ---------------------------------------------------------------------------------------------------------------
@@ -213,7 +206,9 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
         logger->errorf("%p Configuration Error: Cannot find event [%s] in the store.", this, eventName);
         return false;
     }
-    eventIds.insert(eventId);
+    if (std::find(eventIds.begin(), eventIds.end(), eventId) == eventIds.end()) {
+        eventIds.push_back(eventId);
+    }
     EventData* eventData = new EventData(eventId);
     eventDatas.push_back(eventData);
 
@@ -386,30 +381,35 @@ StatePlotAlgorithm::_acceptingEntry(int eventId, const perfevents::PerfEventData
 void StatePlotAlgorithm::onTracePointEvent(int eventId, double time,
                                            const perfevents::PerfEventDataSampleAncillary& ancillary,
                                            const unsigned char* data) {
-    if (!configured || eventIds.find(eventId) == eventIds.end()) {
+    if (!configured || std::find(eventIds.begin(), eventIds.end(), eventId) == eventIds.end()) {
         return;
     }
     const EventData* entry = _acceptingEntry(eventId, ancillary, data);
     if (entry == nullptr) {
         return;
     }
-    RunData* run = new RunData();
-    run->time = time;
-    run->state = entry->stateField->getInt32(ancillary, data);
+    RunData run;
+    run.time = time;
+    run.state = entry->stateField->getInt32(ancillary, data);
     // A configuration listed before the one that switched a column on may have no reader for it: it carries 0.
-    run->innerPivot =
+    run.innerPivot =
         hasInnerPivot && entry->innerPivotField != nullptr ? entry->innerPivotField->getInt64(ancillary, data) : 0;
-    run->magnitude =
+    run.magnitude =
         hasMagnitude && entry->magnitudeField != nullptr ? entry->magnitudeField->getDouble(ancillary, data) : 0.0;
 
     RunDataList* list = unpivotedList;
     if (hasOuterPivot) {
-        list = &runDataLists[entry->outerPivotField->getInt64(ancillary, data)];
+        const long long key = entry->outerPivotField->getInt64(ancillary, data);
+        if (lastList == nullptr || key != lastKey) {
+            lastList = &runDataLists[key];
+            lastKey = key;
+        }
+        list = lastList;
     }
-    if (run->time < list->lastTime) {
+    if (run.time < list->lastTime) {
         list->unsorted = true;
     }
-    list->lastTime = run->time;
+    list->lastTime = run.time;
     list->runs.push_back(run);
 }
 
@@ -436,7 +436,8 @@ void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockO
                                       const std::string& labelPrefix) {
     if (list.unsorted && !list.runs.empty()) {
         // The merge sort stays within bounds even for NaN times, where the comparison is no strict order.
-        std::stable_sort(list.runs.begin(), list.runs.end(), RunDataList::isLessThan);
+        std::stable_sort(list.runs.begin(), list.runs.end(),
+                         [](const RunData& a, const RunData& b) { return RunDataList::isLessThan(a, b); });
     }
     writer.startObject();
     _writeLabel(writer, key, labelPrefix);
@@ -476,21 +477,19 @@ void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockO
 
     writeLabel(writer, "data");
     writer.startArray();
-    for (RunData*& run : list.runs) {
+    for (const RunData& run : list.runs) {
         writer.startArray();
-        writer.appendDouble(run->time, 6);
-        writer.appendLong(run->state);
+        writer.appendDouble(run.time, 6);
+        writer.appendLong(run.state);
         if (hasInnerPivot) {
-            writer.appendLong(run->innerPivot);
+            writer.appendLong(run.innerPivot);
         }
         if (hasMagnitude) {
-            writer.appendDouble(run->magnitude, 1);
+            writer.appendDouble(run.magnitude, 1);
         }
         writer.endArray();
-        delete run;
-        run = nullptr;
     }
-    list.runs.clear();
+    list.clear();
     writer.endArray();
     writer.endObject();
 }

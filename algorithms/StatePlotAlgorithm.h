@@ -2,6 +2,7 @@
 #define ALGORITHMS_STATEPLOTALGORITHM_H
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <set>
 #include <string>
@@ -41,20 +42,22 @@ public:
         int32_t state;
     };
 
-    /** The points of one outer pivot value, in arrival order; owns the points. */
+    /**
+     * The points of one outer pivot value, in arrival order, stored by value in chunks: growing never copies the
+     * points already held and never reserves more than one chunk ahead.
+     */
     class RunDataList {
     public:
         RunDataList() : lastTime(0.0), unsorted(false) {}
-        ~RunDataList();
         RunDataList(const RunDataList&) = delete;
         RunDataList& operator=(const RunDataList&) = delete;
 
-        static bool isLessThan(const RunData* a, const RunData* b) { return a->time < b->time; }
+        static bool isLessThan(const RunData& a, const RunData& b) { return a.time < b.time; }
 
-        /** Deletes every point and empties the list. */
+        /** Empties the list and releases its storage. */
         void clear();
 
-        std::vector<RunData*> runs;
+        std::deque<RunData> runs;
         double lastTime;
         bool unsorted;
     };
@@ -132,7 +135,11 @@ private:
     bool hasOuterPivot;
     RunDataList* unpivotedList;
     std::map<long long, RunDataList> runDataLists;
-    std::set<int> eventIds;
+    /** The list of the last outer pivot value seen: consecutive samples often share it. */
+    RunDataList* lastList = nullptr;
+    long long lastKey = 0;
+    /** The trace point ids of the configurations, few enough to be searched in a row. */
+    std::vector<int> eventIds;
     std::vector<EventData*> eventDatas;
     FieldInfo stateInfo;
     FieldInfo magnitudeInfo;

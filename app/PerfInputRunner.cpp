@@ -3,6 +3,7 @@
 #include "algorithms/TracePointAlgorithm.h"
 #include "algorithms/TracePointAlgorithmStore.h"
 #include "app/ProcessDictionary.h"
+#include "app/ProgressLine.h"
 #include "app/SeriesDataSet.h"
 #include "kestrel/JSOM.h"
 #include "kestrel/JsomWriter.h"
@@ -21,6 +22,7 @@
 #include <cstring>
 #include <exception>
 #include <ios>
+#include <iostream>
 #include <string>
 
 kestrel::Logger* PerfInputRunner::logger = nullptr;
@@ -117,6 +119,12 @@ void PerfInputRunner::_run(kestrel::JSOM& channels, std::ifstream* input,
 
     try {
         perfevents::PerfRecordFileReader reader(*input, true);
+        if (ProgressLine::wanted()) {
+            progress.reset(new ProgressLine(std::cerr));
+            progressInput = input;
+            dataOffset = reader.getHeader().data.offset;
+            dataSize = reader.getHeader().data.size;
+        }
         reader.parseEvents(*this);
     } catch (const std::ios_base::failure& e) {
         // The reader has logged the problem itself; the driver closes the document.
@@ -126,9 +134,13 @@ void PerfInputRunner::_run(kestrel::JSOM& channels, std::ifstream* input,
         // like an I/O error.
         logger->errorf("%p Cannot read the input: %s", this, e.what());
     }
+    progress.reset();
 }
 
 void PerfInputRunner::onEventData(const perfevents::PerfEventData& record) {
+    if (progress != nullptr && (++progressTick & 0xFFF) == 0) {
+        _showProgress();
+    }
     switch (static_cast<int>(record.getType())) {
     case RECORD_COMM:
         _onComm(record);
@@ -175,7 +187,16 @@ void PerfInputRunner::_onSample(const perfevents::PerfEventData& record) {
     }
 }
 
+void PerfInputRunner::_showProgress() {
+    const long long position = static_cast<long long>(progressInput->tellg());
+    const unsigned long long done =
+        position > static_cast<long long>(dataOffset) ? static_cast<unsigned long long>(position) - dataOffset : 0;
+    progress->update(done, dataSize);
+}
+
 void PerfInputRunner::onClose() {
+    // The line goes before the output, which may go to the same terminal.
+    progress.reset();
     if (algorithms.empty() || closed) {
         return;
     }

@@ -4,8 +4,10 @@
 #include "perfevents/PerfEventDataListener.h"
 
 #include <fstream>
+#include <memory>
 #include <vector>
 
+class ProgressLine;
 class TracePointAlgorithm;
 
 namespace kestrel {
@@ -43,6 +45,7 @@ private:
     void _run(kestrel::JSOM& channels, std::ifstream* input, const perfevents::TracePointFieldStore& fields);
     void _onComm(const perfevents::PerfEventData& record);
     void _onSample(const perfevents::PerfEventData& record);
+    void _showProgress();
 
     kestrel::TimeConverter* timeConverter;
     kestrel::JsomWriter* writer;
@@ -53,6 +56,13 @@ private:
     unsigned long long commonTypeExtent = 0;
     unsigned long long skippedSamples = 0;
     bool closed = false;
+
+    // Progress on a terminal, from the input's position in the data section; null when stderr is no terminal.
+    std::unique_ptr<ProgressLine> progress;
+    std::ifstream* progressInput = nullptr;
+    unsigned long long dataOffset = 0;
+    unsigned long long dataSize = 0;
+    unsigned int progressTick = 0;
 
     static kestrel::Logger* logger;
 };

@@ -93,4 +93,11 @@ run noattr -c "$E2E_DATA/plotwright.conf" -i noattr.data -o noattr.json
 grep -q '\[PerfInputRunner\]: ERROR 0x[0-9a-f]* Cannot read the input: At least one PerfEventAttribute' noattr.log ||
     fail "an input without attributes is not reported: $(cat noattr.log)"
 
+# Standard error on a terminal (a pseudo-terminal from script) may show a progress line, but the document keeps
+# the same bytes.
+if command -v script >/dev/null; then
+    script -qec "'$bin' -c pretty.conf -o tty.json" /dev/null >tty.log 2>&1 || fail "tty: $(cat tty.log)"
+    cmp -s tty.json "$expected" || fail "output with standard error on a terminal differs from $expected"
+fi
+
 exit $((failures != 0))
