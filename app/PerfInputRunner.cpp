@@ -54,7 +54,7 @@ unsigned long long rawExtent(const perfevents::NumericTracePointField& field) {
 
 } // namespace
 
-PerfInputRunner::PerfInputRunner(kestrel::JSOM& channels, std::ifstream* input,
+PerfInputRunner::PerfInputRunner(kestrel::JSOM& channels, std::istream* input,
                                  const perfevents::TracePointFieldStore& fields, kestrel::TimeConverter* timeConverter,
                                  kestrel::JsomWriter* writer)
     : timeConverter(timeConverter), writer(writer) {
@@ -77,7 +77,7 @@ PerfInputRunner::~PerfInputRunner() {
     delete commonTypeField;
 }
 
-void PerfInputRunner::_run(kestrel::JSOM& channels, std::ifstream* input,
+void PerfInputRunner::_run(kestrel::JSOM& channels, std::istream* input,
                            const perfevents::TracePointFieldStore& fields) {
     commonTypeField = fields.createNumericField("common", "common_type");
     if (commonTypeField == nullptr) {

@@ -3,7 +3,7 @@
 
 #include "perfevents/PerfEventDataListener.h"
 
-#include <fstream>
+#include <istream>
 #include <vector>
 
 class TracePointAlgorithm;
@@ -25,7 +25,7 @@ class TracePointFieldStore;
 // the run-wide sections write themselves before closing the array.
 class PerfInputRunner : public perfevents::PerfEventDataListener {
 public:
-    PerfInputRunner(kestrel::JSOM& channels, std::ifstream* input, const perfevents::TracePointFieldStore& fields,
+    PerfInputRunner(kestrel::JSOM& channels, std::istream* input, const perfevents::TracePointFieldStore& fields,
                     kestrel::TimeConverter* timeConverter, kestrel::JsomWriter* writer);
     ~PerfInputRunner() override;
 
@@ -40,7 +40,7 @@ public:
     size_t getAlgorithmCount() const { return algorithms.size(); }
 
 private:
-    void _run(kestrel::JSOM& channels, std::ifstream* input, const perfevents::TracePointFieldStore& fields);
+    void _run(kestrel::JSOM& channels, std::istream* input, const perfevents::TracePointFieldStore& fields);
     void _onComm(const perfevents::PerfEventData& record);
     void _onSample(const perfevents::PerfEventData& record);
 
