@@ -56,7 +56,7 @@ unsigned long long rawExtent(const perfevents::NumericTracePointField& field) {
 
 } // namespace
 
-PerfInputRunner::PerfInputRunner(kestrel::JSOM& channels, std::ifstream* input,
+PerfInputRunner::PerfInputRunner(kestrel::JSOM& channels, std::istream* input,
                                  const perfevents::TracePointFieldStore& fields, kestrel::TimeConverter* timeConverter,
                                  kestrel::JsomWriter* writer)
     : timeConverter(timeConverter), writer(writer) {
@@ -79,7 +79,7 @@ PerfInputRunner::~PerfInputRunner() {
     delete commonTypeField;
 }
 
-void PerfInputRunner::_run(kestrel::JSOM& channels, std::ifstream* input,
+void PerfInputRunner::_run(kestrel::JSOM& channels, std::istream* input,
                            const perfevents::TracePointFieldStore& fields) {
     commonTypeField = fields.createNumericField("common", "common_type");
     if (commonTypeField == nullptr) {
@@ -121,11 +121,10 @@ void PerfInputRunner::_run(kestrel::JSOM& channels, std::ifstream* input,
         perfevents::PerfRecordFileReader reader(*input, true);
         if (ProgressLine::wanted()) {
             progress.reset(new ProgressLine(std::cerr));
-            progressInput = input;
-            dataOffset = reader.getHeader().data.offset;
-            dataSize = reader.getHeader().data.size;
+            progressReader = &reader;
         }
         reader.parseEvents(*this);
+        progressReader = nullptr;
     } catch (const std::ios_base::failure& e) {
         // The reader has logged the problem itself; the driver closes the document.
         logger->debugf("%p An I/O exception occurred: %s", this, e.what());
@@ -135,6 +134,7 @@ void PerfInputRunner::_run(kestrel::JSOM& channels, std::ifstream* input,
         logger->errorf("%p Cannot read the input: %s", this, e.what());
     }
     progress.reset();
+    progressReader = nullptr;
 }
 
 void PerfInputRunner::onEventData(const perfevents::PerfEventData& record) {
@@ -188,10 +188,9 @@ void PerfInputRunner::_onSample(const perfevents::PerfEventData& record) {
 }
 
 void PerfInputRunner::_showProgress() {
-    const long long position = static_cast<long long>(progressInput->tellg());
-    const unsigned long long done =
-        position > static_cast<long long>(dataOffset) ? static_cast<unsigned long long>(position) - dataOffset : 0;
-    progress->update(done, dataSize);
+    if (progressReader != nullptr) {
+        progress->update(progressReader->getDataConsumed(), progressReader->getDataTotal());
+    }
 }
 
 void PerfInputRunner::onClose() {

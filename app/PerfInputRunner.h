@@ -3,7 +3,7 @@
 
 #include "perfevents/PerfEventDataListener.h"
 
-#include <fstream>
+#include <istream>
 #include <memory>
 #include <vector>
 
@@ -17,6 +17,7 @@ class Logger;
 class TimeConverter;
 } // namespace kestrel
 namespace perfevents {
+class PerfRecordFileReader;
 class NumericTracePointField;
 class PerfEventData;
 class TracePointFieldStore;
@@ -27,7 +28,7 @@ class TracePointFieldStore;
 // the run-wide sections write themselves before closing the array.
 class PerfInputRunner : public perfevents::PerfEventDataListener {
 public:
-    PerfInputRunner(kestrel::JSOM& channels, std::ifstream* input, const perfevents::TracePointFieldStore& fields,
+    PerfInputRunner(kestrel::JSOM& channels, std::istream* input, const perfevents::TracePointFieldStore& fields,
                     kestrel::TimeConverter* timeConverter, kestrel::JsomWriter* writer);
     ~PerfInputRunner() override;
 
@@ -42,7 +43,7 @@ public:
     size_t getAlgorithmCount() const { return algorithms.size(); }
 
 private:
-    void _run(kestrel::JSOM& channels, std::ifstream* input, const perfevents::TracePointFieldStore& fields);
+    void _run(kestrel::JSOM& channels, std::istream* input, const perfevents::TracePointFieldStore& fields);
     void _onComm(const perfevents::PerfEventData& record);
     void _onSample(const perfevents::PerfEventData& record);
     void _showProgress();
@@ -57,11 +58,10 @@ private:
     unsigned long long skippedSamples = 0;
     bool closed = false;
 
-    // Progress on a terminal, from the input's position in the data section; null when stderr is no terminal.
+    // Progress on a terminal, from the share of the data section the reader has consumed; null when stderr is no
+    // terminal.
     std::unique_ptr<ProgressLine> progress;
-    std::ifstream* progressInput = nullptr;
-    unsigned long long dataOffset = 0;
-    unsigned long long dataSize = 0;
+    const perfevents::PerfRecordFileReader* progressReader = nullptr;
     unsigned int progressTick = 0;
 
     static kestrel::Logger* logger;

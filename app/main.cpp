@@ -185,8 +185,13 @@ int main(int argc, char** argv) {
         logger->errorf("No input file specified, aborting..");
         return 1;
     }
-    std::ifstream input(settings.inputFile, std::ios::in | std::ios::binary);
-    if (!input.is_open()) {
+    // "-" reads the recording from standard input (perf record -o - ... | plotwright -i -).
+    const bool fromStandardInput = strcmp(settings.inputFile, "-") == 0;
+    std::ifstream input;
+    if (!fromStandardInput) {
+        input.open(settings.inputFile, std::ios::in | std::ios::binary);
+    }
+    if (!fromStandardInput && !input.is_open()) {
         logger->errorf("Cannot open %s for reading, aborting..", settings.inputFile);
         return 1;
     }
@@ -210,7 +215,8 @@ int main(int argc, char** argv) {
     kestrel::JsomWriter* writer = new kestrel::JsomWriter(output);
     writer->whitespace = config["whitespace"].booleanValue(false);
 
-    PerfInputRunner* runner = new PerfInputRunner(channels, &input, fields, &timeConverter, writer);
+    std::istream* source = fromStandardInput ? static_cast<std::istream*>(&std::cin) : &input;
+    PerfInputRunner* runner = new PerfInputRunner(channels, source, fields, &timeConverter, writer);
 
     // Destroying the writer closes whatever the runner left open and flushes the output.
     delete writer;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <stdexcept>
 #include <vector>
 
@@ -27,6 +28,10 @@ std::runtime_error sourceError(const std::string& path, const std::string& probl
 EventSourceLoader::EventSourceLoader(EventDatabaseBuilder& builder) : builder(builder) {}
 
 void EventSourceLoader::load(const std::string& path) {
+    if (path == "-") {
+        _loadStream(path, std::cin);
+        return;
+    }
     std::error_code error;
     fs::file_status status = fs::status(path, error);
     if (error) {
@@ -44,12 +49,16 @@ void EventSourceLoader::_loadFile(const std::string& path) {
     if (!in.is_open()) {
         throw sourceError(path, std::string("cannot open: ") + std::strerror(errno));
     }
+    _loadStream(path, in);
+}
+
+void EventSourceLoader::_loadStream(const std::string& path, std::istream& in) {
     // tracefs files report a size of 0, so the file is read until its end rather than by its stated size.
     std::string head(8, '\0');
     in.read(&head[0], static_cast<std::streamsize>(head.size()));
     head.resize(static_cast<size_t>(in.gcount()));
     if (PerfFileTracingData::isPerfFile(head.data(), head.size())) {
-        _loadPerfFile(path, in);
+        _loadPerfFile(path, in, head);
         return;
     }
     if (in.bad()) {
@@ -73,10 +82,10 @@ void EventSourceLoader::_loadFile(const std::string& path) {
     _loadFormatText(path, text);
 }
 
-void EventSourceLoader::_loadPerfFile(const std::string& path, std::istream& in) {
+void EventSourceLoader::_loadPerfFile(const std::string& path, std::istream& in, const std::string& head) {
     std::vector<TraceEventFormat> formats;
     try {
-        std::vector<unsigned char> section = PerfFileTracingData::read(in);
+        std::vector<unsigned char> section = PerfFileTracingData::read(in, head.data(), head.size());
         formats = TracingDataParser(section.data(), section.size()).parse();
     } catch (const std::runtime_error& e) {
         throw sourceError(path, e.what());

@@ -10,7 +10,8 @@ namespace eventdb {
 /**
  * Feeds trace point formats from the sources named on the command line into an event database builder. What a
  * source is, is told by its content, not its name:
- * - a perf.data file: the formats of its tracing data section;
+ * - a perf.data file: the formats of its tracing data section (or, written to a pipe, of its tracing data
+ *   record); "-" is standard input;
  * - a format text (as tracefs' events/<system>/<event>/format); its system is the name of the directory above
  *   the event's directory, or the default system when the path does not tell;
  * - a directory: every file named "format" below it, searched recursively (for example
@@ -33,7 +34,8 @@ public:
 private:
     void _loadFile(const std::string& path);
     void _loadDirectory(const std::string& path);
-    void _loadPerfFile(const std::string& path, std::istream& in);
+    void _loadStream(const std::string& path, std::istream& in);
+    void _loadPerfFile(const std::string& path, std::istream& in, const std::string& head);
     void _loadFormatText(const std::string& path, const std::string& text);
     std::string _systemFromPath(const std::string& path, const std::string& eventName) const;
 

@@ -1,5 +1,8 @@
 #include "eventdb/PerfFileTracingData.h"
 
+#include "perfevents/PerfRecordFramer.h"
+#include "perfevents/PerfStreamByteSource.h"
+
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
@@ -11,9 +14,12 @@ namespace {
 
 const bool HOST_BIG_ENDIAN = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
 
-// The magic as a little-endian writer stores it, and as a big-endian writer stores it.
+// The magic as a little-endian writer stores it, and as a big-endian writer stores it; the old version 1
+// header has the same layout under its own magic.
 const char MAGIC_LITTLE[] = "PERFILE2";
 const char MAGIC_BIG[] = "2ELIFREP";
+const char MAGIC_V1_LITTLE[] = "PERFFILE";
+const char MAGIC_V1_BIG[] = "ELIFFREP";
 
 const size_t HEADER_SIZE = 104;
 const size_t PIPE_HEADER_SIZE = 16;
@@ -40,31 +46,41 @@ uint64_t readU64(const unsigned char* bytes, bool swap) {
 
 bool PerfFileTracingData::isPerfFile(const char* head, size_t length) {
     return head != nullptr && length >= 8 &&
-           (std::memcmp(head, MAGIC_LITTLE, 8) == 0 || std::memcmp(head, MAGIC_BIG, 8) == 0);
+           (std::memcmp(head, MAGIC_LITTLE, 8) == 0 || std::memcmp(head, MAGIC_BIG, 8) == 0 ||
+            std::memcmp(head, MAGIC_V1_LITTLE, 8) == 0 || std::memcmp(head, MAGIC_V1_BIG, 8) == 0);
 }
 
-std::vector<unsigned char> PerfFileTracingData::read(std::istream& in) {
+std::vector<unsigned char> PerfFileTracingData::read(std::istream& in, const char* head, size_t headLength) {
+    // The first bytes are read without a seek: a recording written to a pipe may come from standard input.
+    unsigned char header[HEADER_SIZE];
+    size_t have = headLength < PIPE_HEADER_SIZE ? headLength : PIPE_HEADER_SIZE;
+    if (have > 0) {
+        std::memcpy(header, head, have);
+    }
+    in.read(reinterpret_cast<char*>(header) + have, static_cast<std::streamsize>(PIPE_HEADER_SIZE - have));
+    if (have + static_cast<size_t>(in.gcount()) != PIPE_HEADER_SIZE) {
+        throw std::runtime_error("not a perf.data file (too short)");
+    }
+    if (!isPerfFile(reinterpret_cast<const char*>(header), 8)) {
+        throw std::runtime_error("not a perf.data file (wrong magic)");
+    }
+    bool swap =
+        (std::memcmp(header, MAGIC_BIG, 8) == 0 || std::memcmp(header, MAGIC_V1_BIG, 8) == 0) != HOST_BIG_ENDIAN;
+    uint64_t headerSize = readU64(header + 8, swap);
+    if (headerSize == PIPE_HEADER_SIZE) {
+        if (swap) {
+            throw std::runtime_error("a perf.data stream of the other byte order cannot be read");
+        }
+        return _readFromPipe(in);
+    }
+
     in.clear();
     in.seekg(0, std::ios::end);
     std::streamoff end = in.tellg();
     if (!in || end < 0) {
-        throw std::runtime_error("cannot determine the file size");
+        throw std::runtime_error("a perf.data file not written to a pipe cannot be read from a pipe: give the file");
     }
     unsigned long long fileSize = static_cast<unsigned long long>(end);
-
-    unsigned char header[HEADER_SIZE];
-    if (fileSize < PIPE_HEADER_SIZE) {
-        throw std::runtime_error("not a perf.data file (too short)");
-    }
-    _readAt(in, 0, header, PIPE_HEADER_SIZE);
-    if (!isPerfFile(reinterpret_cast<const char*>(header), 8)) {
-        throw std::runtime_error("not a perf.data file (wrong magic)");
-    }
-    bool swap = (std::memcmp(header, MAGIC_BIG, 8) == 0) != HOST_BIG_ENDIAN;
-    uint64_t headerSize = readU64(header + 8, swap);
-    if (headerSize == PIPE_HEADER_SIZE) {
-        throw std::runtime_error("a perf.data stream written to a pipe; record into a file (perf record -o FILE)");
-    }
     if (headerSize < HEADER_SIZE || fileSize < HEADER_SIZE) {
         throw std::runtime_error("damaged perf.data file: truncated header");
     }
@@ -107,6 +123,39 @@ std::vector<unsigned char> PerfFileTracingData::read(std::istream& in) {
         _readAt(in, offset, bytes.data(), bytes.size());
     }
     return bytes;
+}
+
+std::vector<unsigned char> PerfFileTracingData::_readFromPipe(std::istream& in) {
+    // The set-up records come first; the tracing data follows its HEADER_TRACING_DATA record as a payload.
+    const unsigned int FINISHED_INIT = 82;
+    perfevents::PerfStreamByteSource source(in);
+    perfevents::PerfRecordFramer framer(source);
+    perfevents::PerfRecordView record;
+    while (framer.next(record)) {
+        if (record.type == perfevents::PerfRecordFramer::TYPE_HEADER_TRACING_DATA) {
+            std::vector<unsigned char> bytes;
+            unsigned int size = 0;
+            if (record.size >= 12) {
+                std::memcpy(&size, record.bytes + 8, 4);
+            }
+            if (size > MAX_SECTION_SIZE) {
+                throw std::runtime_error("damaged perf.data stream: the tracing data is implausibly large (" +
+                                         std::to_string(size) + " bytes)");
+            }
+            if (size == 0 || !framer.readPayload(bytes, MAX_SECTION_SIZE + 8)) {
+                throw std::runtime_error("damaged perf.data stream: the tracing data ends early");
+            }
+            bytes.resize(size); // without the padding
+            return bytes;
+        }
+        if (record.type < 64 || record.type == FINISHED_INIT) {
+            break; // the data has begun: there is no tracing data
+        }
+    }
+    if (framer.isGarbled()) {
+        throw std::runtime_error("damaged perf.data stream: a record header states a size below 8 bytes");
+    }
+    throw std::runtime_error("the stream has no tracing data record (was it recorded without trace points?)");
 }
 
 void PerfFileTracingData::_readAt(std::istream& in, unsigned long long offset, void* buffer, size_t count) {

@@ -9,7 +9,9 @@ namespace eventdb {
 
 /**
  * Finds the tracing data section of a perf.data file: the header's feature bitmap says whether the file has
- * one, and the table of feature sections behind the data section says where it lies. Every offset and size is
+ * one, and the table of feature sections behind the data section says where it lies. A recording written to a
+ * pipe carries it instead as the payload of its HEADER_TRACING_DATA record, read without seeking, so that the
+ * stream may be standard input. Every offset and size is
  * checked against the file's size; a file that is not a perf.data file, lacks the section or is damaged is
  * reported with std::runtime_error.
  */
@@ -21,10 +23,12 @@ public:
     /** Whether the first bytes of a file are the magic of a perf.data file (either byte order). */
     static bool isPerfFile(const char* head, size_t length);
 
-    /** Reads the tracing data section of the perf.data file on the stream; throws std::runtime_error. */
-    static std::vector<unsigned char> read(std::istream& in);
+    /** Reads the tracing data of the perf.data recording on the stream, which must stand at its start; throws
+     * std::runtime_error. head: the first headLength bytes, when they have already been taken from the stream. */
+    static std::vector<unsigned char> read(std::istream& in, const char* head = nullptr, size_t headLength = 0);
 
 private:
+    static std::vector<unsigned char> _readFromPipe(std::istream& in);
     static void _readAt(std::istream& in, unsigned long long offset, void* buffer, size_t count);
 };
 

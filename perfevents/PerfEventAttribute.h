@@ -39,6 +39,7 @@ public:
     static const unsigned long long FORMAT_TOTAL_TIME_RUNNING = 0x2ULL;
     static const unsigned long long FORMAT_ID = 0x4ULL;
     static const unsigned long long FORMAT_GROUP = 0x8ULL;
+    static const unsigned long long FORMAT_LOST = 0x10ULL;
 
     // sizes of the published perf_event_attr versions 0 to 3
     static const unsigned int ATTR_SIZE_VER0 = 64;

@@ -49,11 +49,14 @@ GetterReadFormat::GetterReadFormat(kestrel::ByteBufferViewport* destination, uns
         baseSize += 8;
     if (readFormat & PerfEventAttribute::FORMAT_TOTAL_TIME_RUNNING)
         baseSize += 8;
+    // Each value carries its id and its lost count after it, as far as the read format selects them.
+    const unsigned int extras = ((readFormat & PerfEventAttribute::FORMAT_ID) ? 8 : 0) +
+                                ((readFormat & PerfEventAttribute::FORMAT_LOST) ? 8 : 0);
     if (readFormat & PerfEventAttribute::FORMAT_GROUP) {
         group = true;
-        entrySize = (readFormat & PerfEventAttribute::FORMAT_ID) ? 16 : 8;
-    } else if (readFormat & PerfEventAttribute::FORMAT_ID) {
-        baseSize += 8;
+        entrySize = 8 + extras;
+    } else {
+        baseSize += extras;
     }
 }
 

@@ -5,7 +5,7 @@
 #include "perfevents/PerfEventDataListener.h"
 
 #include <boost/ptr_container/ptr_vector.hpp>
-#include <fstream>
+#include <istream>
 #include <map>
 #include <string>
 
@@ -14,7 +14,7 @@ namespace perfevents {
 /// A source of decoded perf records.
 class PerfOutputReader {
 public:
-    explicit PerfOutputReader(std::ifstream& input) : input(input) {}
+    explicit PerfOutputReader(std::istream& input) : input(input) {}
     virtual ~PerfOutputReader() {}
     virtual void parseEvents(PerfEventDataListener& listener) = 0;
     virtual const boost::ptr_vector<PerfEventAttribute>& getAttributes() const = 0;
@@ -22,7 +22,7 @@ public:
     virtual const std::string& getTraceEventName(unsigned long long id) const = 0;
 
 protected:
-    std::ifstream& input;
+    std::istream& input;
 };
 
 } // namespace perfevents

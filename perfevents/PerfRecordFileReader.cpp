@@ -4,7 +4,10 @@
 #include "perfevents/PerfEventDataSample.h"
 #include "perfevents/PerfEventDataUnknown.h"
 #include "perfevents/PerfRecordEventDataStore.h"
+#include "perfevents/PerfStreamByteSource.h"
+#include "perfevents/PerfZstdByteSource.h"
 
+#include <algorithm>
 #include <cstring>
 #include <iomanip>
 #include <ios>
@@ -51,25 +54,71 @@ void handleError(const char* message) {
 }
 
 PerfRecordFileReader::PerfRecordFileReader(std::ifstream& input, bool decode)
-    : PerfOutputReader(input), decode(decode), header(), fileSize(0) {
+    : PerfOutputReader(input), decode(decode), pipeMode(false), header(), fileSize(0), dataLimit(0), dataMissing(0),
+      pendingRecord(false), compressionType(0), listener(nullptr), attributesChanged(false), stopped(false) {
     readerLogger();
     if (!input.is_open())
         handleError("Input file stream has not been opened.");
+    _open(decode);
+}
+
+PerfRecordFileReader::PerfRecordFileReader(std::istream& input, bool decode)
+    : PerfOutputReader(input), decode(decode), pipeMode(false), header(), fileSize(0), dataLimit(0), dataMissing(0),
+      pendingRecord(false), compressionType(0), listener(nullptr), attributesChanged(false), stopped(false) {
+    readerLogger();
+    _open(decode);
+}
+
+void PerfRecordFileReader::_open(bool decode) {
+    // A stream that cannot seek (a pipe) can only hold a recording written to a pipe.
     input.seekg(0, std::ios::end);
-    fileSize = static_cast<long long>(input.tellg());
-    if (input.fail() || fileSize < MINIMUM_FILE_SIZE)
+    fileSize = input.fail() ? -1 : static_cast<long long>(input.tellg());
+    input.clear();
+    if (fileSize >= 0 && fileSize < PIPE_HEADER_SIZE)
         handleError("Perf file is of insufficient size.");
+    unsigned char head[PIPE_HEADER_SIZE];
+    if (fileSize >= 0)
+        input.seekg(0, std::ios::beg);
+    input.read(reinterpret_cast<char*>(head), PIPE_HEADER_SIZE);
+    if (input.fail())
+        handleError("Error reading perf file header.");
+    pipeMode = readAt<unsigned long long>(head, 8) == PIPE_HEADER_SIZE;
 
-    _readHeader();
-    _readAttributes();
-    _readTraceEventTypes();
+    if (pipeMode) {
+        std::memcpy(header.magic, head, 8);
+        header.size = PIPE_HEADER_SIZE;
+        streamSource.reset(new PerfStreamByteSource(input));
+        framer.reset(new PerfRecordFramer(*streamSource));
+        _readPipeSetup();
+    } else {
+        if (fileSize < 0)
+            handleError("A perf.data file that was not written to a pipe cannot be read from a pipe: give the "
+                        "file itself.");
+        if (fileSize < MINIMUM_FILE_SIZE)
+            handleError("Perf file is of insufficient size.");
+        _readHeader();
+        _readAttributes();
+        _readTraceEventTypes();
+        _cueFirstEvent();
+    }
 
-    recordBuffer.capacity(RECORD_BUFFER_SIZE);
     if (decode)
         store.reset(new PerfRecordEventDataStore(attributes));
     else if (attributes.empty())
         handleError("Perf file holds no event attributes.  Its records cannot be delivered raw.");
-    _cueFirstEvent();
+}
+
+void PerfRecordFileReader::_readPipeSetup() {
+    // Everything up to the first record of the data: attributes, event types, tracing data, features.
+    while (framer->next(pending)) {
+        const unsigned int type = pending.type;
+        if (type < 64 || type == 68 || type == 71 || type == 81 || type == 83) {
+            pendingRecord = true;
+            break;
+        }
+        _handleRecord(pending, false);
+    }
+    attributesChanged = false;
 }
 
 PerfRecordFileReader::~PerfRecordFileReader() {}
@@ -113,9 +162,22 @@ void PerfRecordFileReader::_readHeader() {
     const unsigned long long size = static_cast<unsigned long long>(fileSize);
     if (header.attrs.offset > size || header.attrs.size > size)
         handleError("Invalid attribute offset location.  Perf file corrupt.");
-    if (header.eventTypes.offset > size || header.eventTypes.size > size || header.data.offset > size ||
-        header.data.size > size)
+    if (header.data.offset > size)
         handleError("Invalid trace event types offset location.  Perf file corrupt.");
+
+    // perf writes the header last: a data size of 0 means it did not finish the file, whose records then run
+    // to its end. A file cut short holds less than its header states; what is there is read.
+    const unsigned long long present = size - header.data.offset;
+    if (header.data.size == 0) {
+        dataLimit = present;
+        if (present > 0)
+            missingSections = "the data size (perf did not finish the file; records are read up to its end)";
+    } else if (header.data.size > present) {
+        dataLimit = present;
+        dataMissing = header.data.size - present;
+    } else {
+        dataLimit = header.data.size;
+    }
 }
 
 void PerfRecordFileReader::_readAttributes() {
@@ -164,6 +226,15 @@ void PerfRecordFileReader::_readAttributes() {
 }
 
 void PerfRecordFileReader::_readTraceEventTypes() {
+    traceEventTypes.clear();
+    if (header.eventTypes.size / EVENT_TYPE_SIZE > attributes.size())
+        handleError("Number of trace event types is invalid.  Perf file corrupt.");
+    const unsigned long long size = static_cast<unsigned long long>(fileSize);
+    if (header.eventTypes.offset > size || header.eventTypes.size > size - header.eventTypes.offset) {
+        // A cut file: the event types are not needed to convert, the event database names the trace points.
+        missingSections += std::string(missingSections.empty() ? "" : ", ") + "the trace point event types";
+        return;
+    }
     input.seekg(static_cast<std::streamoff>(header.eventTypes.offset), std::ios::beg);
     if (input.fail())
         handleError("Error reading perf file trace event types.  Perf file corrupt.");
@@ -171,7 +242,6 @@ void PerfRecordFileReader::_readTraceEventTypes() {
     if (count > attributes.size())
         handleError("Number of trace event types is invalid.  Perf file corrupt.");
 
-    traceEventTypes.clear();
     for (unsigned long long i = 0; i < count; ++i) {
         unsigned char entry[EVENT_TYPE_SIZE];
         input.read(reinterpret_cast<char*>(entry), EVENT_TYPE_SIZE);
@@ -187,6 +257,8 @@ void PerfRecordFileReader::_cueFirstEvent() {
     input.seekg(static_cast<std::streamoff>(header.data.offset), std::ios::beg);
     if (input.fail())
         handleError("Error cueing read of perf event data.  Perf file corrupt.");
+    streamSource.reset(new PerfStreamByteSource(input));
+    framer.reset(new PerfRecordFramer(*streamSource, dataLimit));
 }
 
 const std::string& PerfRecordFileReader::getTraceEventName(unsigned long long id) const {
@@ -203,63 +275,220 @@ bool PerfRecordFileReader::openPerfRecordFile(std::ifstream& input, const std::s
     return input.is_open();
 }
 
-bool PerfRecordFileReader::_readRecord(unsigned int& type, PerfEventData::MiscFlags& misc, unsigned int& size) {
-    // Straight from the stream buffer: two small reads per record, without a stream sentry for each. A short
-    // read sets failbit exactly as a failed read of the stream would.
-    std::streambuf* source = input.rdbuf();
-    char* buffer = reinterpret_cast<char*>(recordBuffer.data());
-    if (!input.good() || source->sgetn(buffer, RECORD_HEADER_SIZE) != RECORD_HEADER_SIZE)
-        input.setstate(std::ios::eofbit | std::ios::failbit);
-    type = readAt<unsigned int>(recordBuffer.data(), 0);
-    misc = readAt<unsigned short>(recordBuffer.data(), 4);
-    size = readAt<unsigned short>(recordBuffer.data(), 6);
-    if (size < RECORD_HEADER_SIZE) {
-        readerLogger()->errorf("Garbled event data header size.  Perf file corrupt.");
-        return false;
-    }
-    const std::streamsize bodySize = size - RECORD_HEADER_SIZE;
-    if (!input.good() || source->sgetn(buffer + RECORD_HEADER_SIZE, bodySize) != bodySize)
-        input.setstate(std::ios::eofbit | std::ios::failbit);
-    if (input.fail()) {
-        readerLogger()->errorf("Error reading event data from perf file.  Perf file corrupt.");
-        return false;
-    }
-    return true;
+unsigned long long PerfRecordFileReader::getDataConsumed() const {
+    return framer ? framer->getConsumed() : 0;
 }
 
-void PerfRecordFileReader::parseEvents(PerfEventDataListener& listener) {
-    long long remaining = static_cast<long long>(header.data.size);
-    unsigned int type = 0;
-    PerfEventData::MiscFlags misc = 0;
+void PerfRecordFileReader::_addAttribute(const PerfRecordView& record) {
+    // The attribute (its own size field says how long), then the ids of its streams up to the record's end.
     unsigned int size = 0;
+    if (record.bodySize() >= 8)
+        std::memcpy(&size, record.body() + 4, 4);
+    if (size < PerfEventAttribute::ATTR_SIZE_VER0 || size > record.bodySize()) {
+        _count("attribute records that could not be read");
+        return;
+    }
+    std::vector<unsigned long long> ids((record.bodySize() - size) / 8);
+    if (!ids.empty())
+        std::memcpy(ids.data(), record.body() + size, ids.size() * 8);
+    kestrel::ByteBufferViewport bytes(const_cast<unsigned char*>(record.body()), size, size);
+    attributes.push_back(new PerfEventAttribute(bytes, ids));
+    attributesChanged = true;
+}
 
-    if (store) {
-        const unsigned long long undecodableBefore = store->getSampleDecoder().getUndecodableCount();
-        kestrel::ByteBufferViewport body(recordBuffer.data() + RECORD_HEADER_SIZE,
-                                         RECORD_BUFFER_SIZE - RECORD_HEADER_SIZE, 0);
-        while (remaining >= 1 && _readRecord(type, misc, size)) {
-            body.size(size - RECORD_HEADER_SIZE);
-            PerfEventData* record = store->getEventData(static_cast<PerfEventData::Type>(type), body, misc);
-            if (record != nullptr)
-                listener.onEventData(*record);
-            remaining -= size;
+void PerfRecordFileReader::_addEventType(const PerfRecordView& record) {
+    if (record.bodySize() < 8)
+        return;
+    const char* name = reinterpret_cast<const char*>(record.body() + 8);
+    const std::size_t room = std::min<std::size_t>(record.bodySize() - 8, EVENT_NAME_SIZE - 1);
+    traceEventTypes[readAt<unsigned long long>(record.body(), 0)] = std::string(name, strnlen(name, room));
+}
+
+void PerfRecordFileReader::_readFeature(const PerfRecordView& record) {
+    const unsigned long long HEADER_COMPRESSED = 27;
+    // u64 feature id; HEADER_COMPRESSED then holds u32 version, u32 type (1: zstd), ...
+    if (record.bodySize() >= 16 && readAt<unsigned long long>(record.body(), 0) == HEADER_COMPRESSED)
+        compressionType = readAt<unsigned int>(record.body(), 12);
+}
+
+void PerfRecordFileReader::_decompress(const PerfRecordView& record) {
+    const unsigned int COMPRESSED2 = 83;
+    const unsigned char* payload = record.body();
+    std::size_t size = record.bodySize();
+    if (record.type == COMPRESSED2) {
+        // u64 data size, the data, then padding that the record's size counts.
+        unsigned long long stated = size >= 8 ? readAt<unsigned long long>(payload, 0) : ~0ULL;
+        if (stated > size - 8 || size < 8) {
+            _count("compressed records that could not be read");
+            return;
         }
-        const unsigned long long undecodable = store->getSampleDecoder().getUndecodableCount() - undecodableBefore;
+        payload += 8;
+        size = static_cast<std::size_t>(stated);
+    }
+    if (compressionType > 1) {
+        _count("compressed records of an unknown compression method");
+        return;
+    }
+    if (!zstdSource) {
+        zstdSource.reset(new PerfZstdByteSource());
+        zstdFramer.reset(new PerfRecordFramer(*zstdSource));
+    }
+    if (zstdSource->hasFailed() || zstdFramer->isGarbled()) {
+        _count("compressed records after damaged compressed data");
+        return;
+    }
+    zstdSource->setInput(payload, size);
+    PerfRecordView inner;
+    while (!stopped && zstdFramer->next(inner))
+        _handleRecord(inner, true);
+    if (zstdSource->hasFailed())
+        readerLogger()->errorf("Compressed records cannot be decompressed (%s); the records after them are "
+                               "skipped.",
+                               zstdSource->getError().c_str());
+    else if (zstdFramer->isGarbled())
+        readerLogger()->errorf("Garbled event data header size in compressed records.  The records after them are "
+                               "skipped.");
+}
+
+void PerfRecordFileReader::_handleRecord(const PerfRecordView& record, bool decompressed) {
+    const unsigned int LAST_KERNEL_RECORD = 63, HEADER_ATTR = 64, HEADER_EVENT_TYPE = 65, FINISHED_ROUND = 68,
+                       HEADER_FEATURE = 80, COMPRESSED = 81, COMPRESSED2 = 83, LAST_KNOWN_RECORD = 84,
+                       LAST_NAMED_KERNEL_RECORD = 21;
+    const unsigned int type = record.type;
+    if (type <= LAST_KERNEL_RECORD) {
+        if (!decode) {
+            _deliver(record.bytes, record.size);
+            return;
+        }
+        if (type > LAST_NAMED_KERNEL_RECORD)
+            _count("records of unknown kernel record types");
+        if (attributesChanged) {
+            store->attributesChanged();
+            attributesChanged = false;
+        }
+        unsigned long long time = 0;
+        if (store->getRecordTime(type, record.body(), record.bodySize(), time))
+            queue->push(time, record.bytes, record.size);
+        else
+            _deliver(record.bytes, record.size);
+        return;
+    }
+    if (!decode && type != COMPRESSED && type != COMPRESSED2) {
+        _deliver(record.bytes, record.size);
+        return;
+    }
+    switch (type) {
+    case HEADER_ATTR:
+        _addAttribute(record);
+        break;
+    case HEADER_EVENT_TYPE:
+        _addEventType(record);
+        break;
+    case HEADER_FEATURE:
+        _readFeature(record);
+        break;
+    case FINISHED_ROUND:
+        if (queue)
+            queue->finishRound();
+        break;
+    case COMPRESSED:
+    case COMPRESSED2:
+        if (decompressed)
+            _count("compressed records inside compressed records");
+        else
+            _decompress(record);
+        break;
+    default:
+        if (type > LAST_KNOWN_RECORD)
+            _count("records of unknown types");
+        break;
+    }
+}
+
+void PerfRecordFileReader::_deliver(const unsigned char* record, unsigned int size) {
+    if (!decode) {
+        kestrel::ByteBufferViewport whole(const_cast<unsigned char*>(record), size, size);
+        if (rawRecord->parse(whole, readAt<unsigned short>(record, 4)))
+            listener->onEventData(*rawRecord);
+        return;
+    }
+    kestrel::ByteBufferViewport body(const_cast<unsigned char*>(record) + RECORD_HEADER_SIZE, size - RECORD_HEADER_SIZE,
+                                     size - RECORD_HEADER_SIZE);
+    PerfEventData* decoded = store->getEventData(static_cast<PerfEventData::Type>(readAt<unsigned int>(record, 0)),
+                                                 body, readAt<unsigned short>(record, 4));
+    if (decoded != nullptr)
+        listener->onEventData(*decoded);
+}
+
+void PerfRecordFileReader::onOrderedRecord(const unsigned char* record, unsigned int size) {
+    _deliver(record, size);
+}
+
+void PerfRecordFileReader::parseEvents(PerfEventDataListener& target) {
+    listener = &target;
+    if (decode)
+        queue.reset(new PerfRecordOrderQueue(*this));
+    else
+        rawRecord.reset(new PerfEventDataUnknown(attributes.front()));
+    const unsigned long long undecodableBefore = store ? store->getUndecodableSampleCount() : 0;
+
+    if (pendingRecord) {
+        pendingRecord = false;
+        _handleRecord(pending, false);
+    }
+    PerfRecordView record;
+    while (!stopped && framer->next(record))
+        _handleRecord(record, false);
+    if (queue)
+        queue->flush();
+
+    if (framer->isGarbled())
+        readerLogger()->errorf("Garbled event data header size.  Perf file corrupt.");
+    _reportEnd();
+    if (store) {
+        const unsigned long long undecodable = store->getUndecodableSampleCount() - undecodableBefore;
         if (undecodable > 0)
             readerLogger()->warnf("%llu samples could not be decoded and were skipped: their call chain or raw "
                                   "data runs past the end of the record.",
                                   undecodable);
-    } else {
-        PerfEventDataUnknown raw(attributes.front());
-        kestrel::ByteBufferViewport record(recordBuffer.data(), RECORD_BUFFER_SIZE, 0);
-        while (remaining >= 1 && _readRecord(type, misc, size)) {
-            record.size(size);
-            if (raw.parse(record, misc))
-                listener.onEventData(raw);
-            remaining -= size;
-        }
+        if (store->getUnknownAttributeCount() > 0)
+            readerLogger()->warnf("%llu samples were skipped: their id belongs to no attribute of the recording.",
+                                  store->getUnknownAttributeCount());
     }
-    listener.onClose();
+    listener = nullptr;
+    target.onClose();
+}
+
+namespace {
+// "the rest of a record (P of its S bytes are there)", or of its header when not even that is whole.
+std::string partialRecord(const PerfRecordFramer& framer, const char* where) {
+    const unsigned long long partial = framer.getPartialBytes();
+    const unsigned int stated = framer.getPartialRecordSize();
+    std::string text = std::string("the rest of a record ") + where + " (" + std::to_string(partial) + " of its ";
+    return text + (stated > 0 ? std::to_string(stated) + " bytes are there)" : "8 header bytes are there)");
+}
+} // namespace
+
+void PerfRecordFileReader::_reportEnd() {
+    // One line on what a cut or unfinished recording lacks.
+    std::vector<std::string> parts;
+    if (dataMissing > 0)
+        parts.push_back(std::to_string(dataMissing) + " bytes of the data section");
+    if (!framer->isGarbled() && framer->getPartialBytes() > 0)
+        parts.push_back(partialRecord(*framer, "at the end of the data"));
+    if (zstdFramer && !zstdFramer->isGarbled() && !zstdSource->hasFailed() && zstdFramer->getPartialBytes() > 0)
+        parts.push_back(partialRecord(*zstdFramer, "in the compressed data"));
+    if (!missingSections.empty())
+        parts.push_back(missingSections);
+    if (!parts.empty()) {
+        std::string missing = parts.front();
+        for (std::size_t i = 1; i < parts.size(); ++i)
+            missing += "; " + parts[i];
+        readerLogger()->warnf("Recording cut short: missing %s. Every whole record that is there was read.",
+                              missing.c_str());
+    }
+    for (const auto& kind : skipped)
+        readerLogger()->warnf("%llu %s were skipped.", kind.second, kind.first.c_str());
 }
 
 std::ostream& operator<<(std::ostream& out, const PerfRecordFileReader& reader) {

@@ -4,20 +4,31 @@
 #include "kestrel/ByteBuffer.h"
 #include "perfevents/PerfEventData.h"
 #include "perfevents/PerfOutputReader.h"
+#include "perfevents/PerfRecordFramer.h"
+#include "perfevents/PerfRecordOrderQueue.h"
 
+#include <fstream>
+#include <map>
 #include <memory>
 #include <ostream>
 
 namespace perfevents {
 
 class PerfRecordEventDataStore;
+class PerfStreamByteSource;
+class PerfZstdByteSource;
 
 /// Logs the message at error level and throws std::ios_base::failure with it.
 [[noreturn]] void handleError(const char* message);
 
-/// Reads a perf.data file: validates the header and reads attributes, stream ids and trace event types on
-/// construction; parseEvents walks the records and hands each decoded record to a listener.
-class PerfRecordFileReader : public PerfOutputReader {
+/// Reads a perf.data recording, from a file or from a stream such as standard input. A file written to a file
+/// (header with sections) has its header, attributes, stream ids and trace event types read on construction; a
+/// recording written to a pipe (16-byte header) brings them as records before its data, read on construction as
+/// far as they go. parseEvents then walks the records: a framer turns the bytes (of the stream, or of the
+/// decompressed payload of compressed records) into whole records, the records perf itself writes are handled
+/// here, and the kernel records are put back into time order and decoded through the record store, which finds
+/// each record's attribute by its id. What cannot be converted is counted and reported once at the end.
+class PerfRecordFileReader : public PerfOutputReader, private PerfRecordOrderQueue::Receiver {
 public:
     struct PerfFileSection {
         unsigned long long offset;
@@ -40,10 +51,13 @@ public:
     static const unsigned int RECORD_HEADER_SIZE = 8;
     static const unsigned int RECORD_BUFFER_SIZE = 65535;
     static const long long MINIMUM_FILE_SIZE = 200;
+    static const unsigned int PIPE_HEADER_SIZE = 16;
 
     /// decode: hand records through a record store (true) or deliver every record raw (false).
     /// Throws std::ios_base::failure (after logging) when the file cannot be read or is invalid.
     PerfRecordFileReader(std::ifstream& input, bool decode);
+    /// The same for any stream; a recording written to a pipe needs no seek, so standard input will do.
+    PerfRecordFileReader(std::istream& input, bool decode);
     ~PerfRecordFileReader() override;
 
     void parseEvents(PerfEventDataListener& listener) override;
@@ -55,24 +69,58 @@ public:
     static bool openPerfRecordFile(std::ifstream& input, const std::string& path);
 
     const PerfFileHeader& getHeader() const { return header; }
+    /// The file size, or -1 for a stream that cannot seek.
     long long getFileSize() const { return fileSize; }
+    /// Whether the recording was written to a pipe (16-byte header, set-up as records).
+    bool isPipeMode() const { return pipeMode; }
+
+    /// How far the walk is: bytes of the data section consumed so far, and its size (0 when unknown, as in a
+    /// pipe). Cheap enough to be asked after every record.
+    unsigned long long getDataConsumed() const;
+    unsigned long long getDataTotal() const { return dataLimit; }
 
 private:
+    void _open(bool decode);
+    void _readPipeSetup();
     void _readHeader();
     void _readAttributes();
     void _readTraceEventTypes();
     void _cueFirstEvent();
-    /// Reads the next record into the buffer; false (after logging) when the walk must stop.
-    bool _readRecord(unsigned int& type, PerfEventData::MiscFlags& misc, unsigned int& size);
+    void _handleRecord(const PerfRecordView& record, bool decompressed);
+    void _deliver(const unsigned char* record, unsigned int size);
+    void onOrderedRecord(const unsigned char* record, unsigned int size) override;
+    void _addAttribute(const PerfRecordView& record);
+    void _addEventType(const PerfRecordView& record);
+    void _readFeature(const PerfRecordView& record);
+    void _decompress(const PerfRecordView& record);
+    void _count(const std::string& kind) { ++skipped[kind]; }
+    void _reportEnd();
 
     bool decode;
+    bool pipeMode;
     PerfFileHeader header;
     boost::ptr_vector<PerfEventAttribute> attributes;
     std::map<unsigned long long, std::string> traceEventTypes;
-    kestrel::ByteBuffer recordBuffer;
     long long fileSize;
     const std::string emptyName;
     std::unique_ptr<PerfRecordEventDataStore> store;
+
+    unsigned long long dataLimit;   // bytes of the data section that the file holds; 0 in a pipe
+    unsigned long long dataMissing; // bytes of the stated data section that lie past the end of the file
+    std::string missingSections;    // sections of a cut file that were not read
+    std::unique_ptr<PerfStreamByteSource> streamSource;
+    std::unique_ptr<PerfRecordFramer> framer;
+    bool pendingRecord; // the framer's current record is the first one after the set-up of a pipe
+    PerfRecordView pending;
+    std::unique_ptr<PerfZstdByteSource> zstdSource;
+    std::unique_ptr<PerfRecordFramer> zstdFramer;
+    unsigned int compressionType; // 1: zstd, as HEADER_COMPRESSED says; 0: not said
+    std::unique_ptr<PerfRecordOrderQueue> queue;
+    PerfEventDataListener* listener;
+    std::unique_ptr<PerfEventData> rawRecord;
+    bool attributesChanged;
+    bool stopped;
+    std::map<std::string, unsigned long long> skipped;
 
     friend std::ostream& operator<<(std::ostream& out, const PerfRecordFileReader& reader);
 };

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, but only those this machine lacks.
 set -euo pipefail
-packages=(cmake g++ make libboost-dev libgtest-dev)
+packages=(cmake g++ make libboost-dev libgtest-dev libzstd-dev)
 missing=()
 for p in "${packages[@]}"; do
     dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -167,8 +167,8 @@ TEST(PerfFileTracingData, FindsTheSectionAndRejectsDamagedFiles) {
     expectError("PERFILE", "not a perf.data file (too short)");
     expectError(std::string(200, 'x'), "wrong magic");
     std::string patched = file;
-    patched[8] = 16;
-    expectError(patched, "written to a pipe");
+    patched[8] = 16; // read as a stream written to a pipe, whose records are nonsense
+    expectError(patched, "damaged perf.data stream");
     patched = file;
     patched[72] &= ~2;
     expectError(patched, "no tracing data section");

@@ -63,7 +63,7 @@ inline std::vector<ScriptLine> readScript(const std::string& path) {
     std::vector<ScriptLine> lines;
     std::ifstream in(path);
     // The comm may contain blanks: it ends before the pid/tid column.
-    const std::regex form(R"(^\s*(.*?)\s+(\d+)/(\d+)\s+\[(\d+)\]\s+(\d+)\.(\d{9}):\s+(\S+):\s(.*)$)");
+    const std::regex form(R"(^\s*(.*?)\s+(-?\d+)/(-?\d+)\s+\[(\d+)\]\s+(\d+)\.(\d{9}):\s+(\S+):\s(.*)$)");
     const std::regex pair(R"((\w+)=(-?\d+)(?=\s|$))");
     for (std::string text; std::getline(in, text);) {
         std::smatch m;
