@@ -5,13 +5,13 @@
 # in build/fuzz/findings/<name>/: once the fault is fixed, add the input to the target's corpus.
 #
 # Usage: tools/fuzz.sh [seconds] [target...]
-# FUZZ_JOBS=2 runs two targets at a time (the default is one).
+# FUZZ_JOBS=2 runs two targets at a time (the default is one); FUZZ_BUILD names another build folder.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
 shift || true
 jobs=${FUZZ_JOBS:-1}
-build=build/fuzz
+build=${FUZZ_BUILD:-build/fuzz}
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPLOTWRIGHT_FUZZ=ON \
     -DPLOTWRIGHT_TESTS=OFF >/dev/null
