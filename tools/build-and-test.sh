@@ -12,9 +12,16 @@ run() {
     rm -rf "$dir"
     cmake -S . -B "$dir" "$@"
     cmake --build "$dir" -j "$jobs"
-    (cd "$dir" && ctest --output-on-failure -j "$jobs")
+    (cd "$dir" && ctest --output-on-failure -j "$jobs") || failed=1
 }
+failed=0
 
 run build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     run build/sanitize -DCMAKE_BUILD_TYPE=Debug -DPLOTWRIGHT_SANITIZE=ON
+# Then every fuzz target for a minute (two at a time), failing on any finding, and the whole test suite on
+# aarch64 under qemu-user with the example conversion compared byte for byte with the native one. Every stage
+# runs; the script fails when any of them failed.
+FUZZ_JOBS=2 tools/fuzz.sh 60 || failed=1
+tools/test-aarch64.sh || failed=1
+exit "$failed"

@@ -34,8 +34,10 @@ TEST(StatePlotRecordingTest, TaskPerCpuMatchesPerfScript) {
             "algorithm": "stateplot", "events": ["sched:sched_switch"], "pivotField": "common_cpu",
             "eventConfigs": [{"eventIndex": 0, "stateField": "next_pid"}]}}])";
     }
-    const std::string command = std::string(PLOTWRIGHT_BINARY) + " -c " + dir + "/plotwright.conf -i " + data +
-                                "/recordings/sched.data -l " + dir + "/channels.json -o " + dir + "/out.json";
+    // PLOTWRIGHT_EMULATOR runs the program in a cross build; it is empty otherwise.
+    const std::string command = std::string(PLOTWRIGHT_EMULATOR) + " " + PLOTWRIGHT_BINARY + " -c " + dir +
+                                "/plotwright.conf -i " + data + "/recordings/sched.data -l " + dir +
+                                "/channels.json -o " + dir + "/out.json";
     ASSERT_EQ(0, std::system(command.c_str()));
 
     kestrel::JSOM output;

@@ -10,3 +10,14 @@ fail() {
     echo "FAIL: $*" >&2
     failures=$((failures + 1))
 }
+
+# In a cross build the programs run through the emulator the build names in PLOTWRIGHT_EMULATOR (binfmt may be
+# missing): bin then names a wrapper, next to one for plotwright-eventdb.
+if [ -n "${PLOTWRIGHT_EMULATOR:-}" ]; then
+    mkdir "$work/emulated"
+    for program in "$bin" "$(dirname "$bin")/plotwright-eventdb"; do
+        printf '#!/bin/sh\nexec %s "%s" "$@"\n' "$PLOTWRIGHT_EMULATOR" "$program" >"$work/emulated/${program##*/}"
+        chmod +x "$work/emulated/${program##*/}"
+    done
+    bin=$work/emulated/${bin##*/}
+fi

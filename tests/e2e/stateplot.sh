@@ -17,7 +17,7 @@ echo '{ "eventDatabase": "${STATEPLOT_EVENTDB}", "whitespace": true, "log": { "l
 status=0
 for recording in sched callchain; do
     for layout in compact pretty; do
-        "$bin" -c "$tmp/$layout.conf" -i "$src/tests/data/recordings/$recording.data" \
+        ${PLOTWRIGHT_EMULATOR:-} "$bin" -c "$tmp/$layout.conf" -i "$src/tests/data/recordings/$recording.data" \
             -l "$data/$recording.channels.json" -o "$tmp/$recording.$layout.json"
     done
     if ! cmp -s "$data/$recording.expected.json" "$tmp/$recording.compact.json"; then
