@@ -7,11 +7,17 @@ packages=(cmake g++ make libboost-dev libgtest-dev libzstd-dev)
 packages+=(clang libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user libgtest-dev:arm64 libboost-dev:arm64
     libzstd-dev:arm64)
 missing=()
+native=$(dpkg --print-architecture)
 for p in "${packages[@]}"; do
-    dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+    # A package installed for two architectures answers only when asked with one of them.
+    case "$p" in
+    *:*) query=$p ;;
+    *) query=$p:$native ;;
+    esac
+    dpkg -s "$query" >/dev/null 2>&1 || missing+=("$p")
 done
 # Browser tests of the viewer page: Chromium, and Node.js with npm (which may come bundled with nodejs).
-dpkg -s chromium >/dev/null 2>&1 || missing+=(chromium)
+dpkg -s "chromium:$native" >/dev/null 2>&1 || missing+=(chromium)
 command -v node >/dev/null 2>&1 || missing+=(nodejs)
 command -v npm >/dev/null 2>&1 || missing+=(npm)
 if [ ${#missing[@]} -gt 0 ]; then
