@@ -373,7 +373,9 @@ void PerfRecordFileReader::_handleRecord(const PerfRecordView& record, bool deco
             _deliver(record.bytes, record.size);
         return;
     }
-    if (!decode && type != COMPRESSED && type != COMPRESSED2) {
+    // The set-up records of a pipe, read on construction, describe the recording even when records are
+    // delivered raw; only those of the walk are delivered.
+    if (!decode && listener != nullptr && type != COMPRESSED && type != COMPRESSED2) {
         _deliver(record.bytes, record.size);
         return;
     }
