@@ -299,7 +299,8 @@ TEST(PerfRecordFramingTest, AuxtracePayloadsAreSkippedNeverRead) {
     const std::string log = walkBytes(Bytes(file.begin(), file.begin() + cut), cutShort);
     EXPECT_EQ(2u, cutShort.samples.size());
     EXPECT_EQ(1u, cutShort.comms.size());
-    EXPECT_EQ(1u, count(log, "WARN Recording cut short"));
+    EXPECT_EQ(1u, count(log, "WARN Recording cut short: missing 200000 bytes of the data section; the rest of "
+                             "the payload of a record at the end of the data (199880 bytes)."));
     EXPECT_EQ(0u, count(log, "ERROR"));
 }
 
