@@ -222,6 +222,13 @@ TEST(PerfRecordFramingTest, CompressedPiecesMayEndAnywhereInARecord) {
         expectSame(compressed(perfdatawriter::compressRecords(records, splits, step % 2 == 0)),
                    "every " + std::to_string(step) + " bytes");
     }
+    // Delivered raw, the records inside compressed records are those of the plain file.
+    Collector rawPlain, rawCompressed;
+    walkBytes(plain.build(), rawPlain, false);
+    walkBytes(compressed(perfdatawriter::compressRecords(records, {5, 9, 50})), rawCompressed, false);
+    EXPECT_EQ(plain.getRecordCount(), rawPlain.types.size());
+    EXPECT_EQ(rawPlain.types.size(), rawCompressed.types.size());
+
     // Records perf writes uncompressed between compressed ones leave the stream intact.
     const Bytes pieces = perfdatawriter::compressRecords(records, {100, 101, 333});
     const std::vector<std::size_t> pieceEnds = recordEnds(pieces);
