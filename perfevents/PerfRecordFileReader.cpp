@@ -373,7 +373,9 @@ void PerfRecordFileReader::_handleRecord(const PerfRecordView& record, bool deco
             _deliver(record.bytes, record.size);
         return;
     }
-    if (!decode && type != COMPRESSED && type != COMPRESSED2) {
+    // The set-up records of a pipe, read on construction, describe the recording even when records are
+    // delivered raw; only those of the walk are delivered.
+    if (!decode && listener != nullptr && type != COMPRESSED && type != COMPRESSED2) {
         _deliver(record.bytes, record.size);
         return;
     }
@@ -462,6 +464,9 @@ void PerfRecordFileReader::parseEvents(PerfEventDataListener& target) {
 namespace {
 // "the rest of a record (P of its S bytes are there)", or of its header when not even that is whole.
 std::string partialRecord(const PerfRecordFramer& framer, const char* where) {
+    if (framer.getPayloadLeft() > 0) // the source ended inside the payload that follows a whole record
+        return std::string("the rest of the payload of a record ") + where + " (" +
+               std::to_string(framer.getPayloadLeft()) + " bytes)";
     const unsigned long long partial = framer.getPartialBytes();
     const unsigned int stated = framer.getPartialRecordSize();
     std::string text = std::string("the rest of a record ") + where + " (" + std::to_string(partial) + " of its ";

@@ -46,6 +46,8 @@ public:
     bool isGarbled() const { return garbled; }
     /// Bytes read from the source that do not (yet) make a whole record, and payload bytes still to skip.
     unsigned long long getPartialBytes() const { return (end - position) + payloadLeft; }
+    /// Payload bytes after the last record that the source ended before.
+    unsigned long long getPayloadLeft() const { return payloadLeft; }
     /// The size that the header of the incomplete record at hand states (0 when not even its header is there).
     unsigned int getPartialRecordSize() const;
     /// Bytes of whole records and payloads handed out or skipped so far.

@@ -166,3 +166,108 @@ TEST(PerfRecordingsTest, DamagedCopiesNeverCrashTheReader) {
         std::remove(path.c_str());
     }
 }
+
+namespace {
+// Reads damaged bytes from memory, decoded and raw: a clear failure or a walk to its end, never a crash.
+void readDamaged(const perfdatawriter::Bytes& bytes, const std::string& damage) {
+    for (bool decode : {true, false}) {
+        SCOPED_TRACE(damage + (decode ? ", decoded" : ", raw"));
+        Collector collector;
+        try {
+            std::istringstream input(std::string(bytes.begin(), bytes.end()));
+            PerfRecordFileReader reader(input, decode);
+            reader.parseEvents(collector);
+            EXPECT_EQ(1, collector.closes);
+        } catch (const std::exception&) {
+            EXPECT_EQ(0, collector.closes);
+        }
+    }
+}
+
+// The offsets of the records from start to end, the payload after a pipe's tracing data record skipped.
+std::vector<std::size_t> recordOffsets(const perfdatawriter::Bytes& bytes, std::size_t start, std::size_t end) {
+    std::vector<std::size_t> offsets;
+    for (std::size_t at = start; at + 8 <= end;) {
+        offsets.push_back(at);
+        const std::uint16_t size = rawAt<std::uint16_t>(bytes, at + 6);
+        if (size < 8)
+            break;
+        if (rawAt<std::uint32_t>(bytes, at) == 66)
+            at += (rawAt<std::uint32_t>(bytes, at + 8) + 7) / 8 * 8;
+        at += size;
+    }
+    return offsets;
+}
+} // namespace
+
+TEST(PerfRecordingsTest, DamagedCompressedAndPipeCopiesNeverCrashTheReader) {
+    perftest::QuietLogs quiet;
+    for (const char* name : {"compressed", "pipe"}) {
+        SCOPED_TRACE(name);
+        const perfdatawriter::Bytes original = perftest::readFile(RECORDINGS + "perf6/" + name + ".data");
+        ASSERT_GT(original.size(), 10000u);
+        const bool pipe = rawAt<std::uint64_t>(original, 8) == 16;
+        const std::size_t start = pipe ? 16 : rawAt<std::uint64_t>(original, 40);
+        const std::size_t end = pipe ? original.size() : start + rawAt<std::uint64_t>(original, 48);
+        ASSERT_LE(end, original.size());
+        const std::vector<std::size_t> offsets = recordOffsets(original, start, end);
+        ASSERT_GT(offsets.size(), 300u);
+
+        // Flipped bytes: a pipe's header (the file header is damaged above); the type and size of perf's own records
+        // (set-up, compressed) and of every 20th other record; the first words of their bodies (attribute sizes,
+        // tracing data sizes, the frame header of the compressed stream); and a byte in every 389 elsewhere.
+        std::vector<std::size_t> flips;
+        for (std::size_t at = 0; at < (pipe ? 16 : 0); ++at)
+            flips.push_back(at);
+        for (std::size_t i = 0; i < offsets.size(); ++i) {
+            const std::size_t at = offsets[i];
+            const bool own = rawAt<std::uint32_t>(original, at) >= 64;
+            if (own || i % 20 == 0)
+                flips.insert(flips.end(), {at, at + 6, at + 7});
+            if (own)
+                flips.insert(flips.end(), {at + 8, at + 12, at + 21});
+        }
+        for (std::size_t at = start; at < end; at += 389)
+            flips.push_back(at);
+        perfdatawriter::Bytes damaged = original;
+        for (std::size_t at : flips) {
+            if (at >= end)
+                continue;
+            damaged[at] = original[at] ^ (at % 2 ? 0x80 : 0xFF);
+            readDamaged(damaged, "flipped at " + std::to_string(at));
+            damaged[at] = original[at];
+        }
+        // Cut everywhere in the set-up, then spread over the records.
+        for (std::size_t length = 0; length < original.size(); length += length < start + 1500 ? 37 : 997)
+            readDamaged(perfdatawriter::Bytes(original.begin(), original.begin() + length),
+                        "cut at " + std::to_string(length));
+    }
+
+    // Damage inside the compressed stream's output: the records of a real recording, their headers and sample
+    // length words flipped before compression, in both forms of the compressed record and in a pipe.
+    const perfdatawriter::Bytes plain = perftest::readFile(RECORDINGS + "perf6/plain.data");
+    const std::size_t dataOffset = rawAt<std::uint64_t>(plain, 40);
+    const perfdatawriter::Bytes records(plain.begin() + dataOffset,
+                                        plain.begin() + dataOffset + rawAt<std::uint64_t>(plain, 48));
+    perfdatawriter::Bytes head(plain.begin(), plain.begin() + dataOffset);
+    const std::vector<std::size_t> offsets = recordOffsets(records, 0, records.size());
+    for (std::size_t i = 0; i < offsets.size(); i += 13) {
+        const std::size_t at =
+            offsets[i] + (i % 2 ? 6 : 7) + (rawAt<std::uint32_t>(records, offsets[i]) == 9 ? i % 40 : 0);
+        if (at >= records.size())
+            continue;
+        perfdatawriter::Bytes damaged = records;
+        damaged[at] ^= 0xFF;
+        const bool secondForm = i % 2 == 1;
+        perfdatawriter::Bytes file = head;
+        perfdatawriter::putBytes(file, perfdatawriter::compressRecords(damaged, {at, at + 3}, secondForm));
+        perfdatawriter::patchU64(file, 48, file.size() - dataOffset);
+        readDamaged(file, "compressed, flipped at " + std::to_string(at));
+        // The compressed stream itself damaged: a byte of its payload flipped.
+        const std::size_t payloadByte = dataOffset + 8 + (secondForm ? 8 : 0) + i % 29;
+        if (payloadByte < file.size()) {
+            file[payloadByte] ^= 0x5A;
+            readDamaged(file, "compressed stream flipped at " + std::to_string(payloadByte));
+        }
+    }
+}

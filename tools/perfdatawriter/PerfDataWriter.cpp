@@ -1,7 +1,10 @@
 #include "tools/perfdatawriter/PerfDataWriter.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <stdexcept>
+#include <zstd.h>
 
 namespace perfdatawriter {
 
@@ -97,6 +100,51 @@ Bytes encodeSample(std::uint64_t type, const Sample& s) {
         putBytes(out, s.raw);
     }
     putBytes(out, s.trailer);
+    return out;
+}
+
+Bytes compressRecords(const Bytes& records, const std::vector<std::size_t>& splits, bool secondForm) {
+    ZSTD_CCtx* context = ZSTD_createCCtx();
+    ZSTD_CCtx_setParameter(context, ZSTD_c_compressionLevel, 1);
+    std::vector<std::size_t> ends(splits);
+    ends.push_back(records.size());
+    Bytes out;
+    auto addPieces = [&out, secondForm](const Bytes& stream) {
+        const std::size_t room = 65535 - 8 - (secondForm ? 15 : 0);
+        for (std::size_t at = 0; at < stream.size(); at += room) {
+            const std::size_t size = std::min(room, stream.size() - at);
+            const std::size_t padded = secondForm ? (size + 7) / 8 * 8 : size;
+            putU32(out, secondForm ? 83 : 81);
+            putU16(out, 0);
+            putU16(out, static_cast<std::uint16_t>(8 + (secondForm ? 8 : 0) + padded));
+            if (secondForm)
+                putU64(out, size);
+            out.insert(out.end(), stream.begin() + static_cast<std::ptrdiff_t>(at),
+                       stream.begin() + static_cast<std::ptrdiff_t>(at + size));
+            out.resize(out.size() + padded - size, 0);
+        }
+    };
+    std::size_t begin = 0;
+    for (std::size_t i = 0; i < ends.size(); ++i) {
+        const std::size_t end = std::min(std::max(ends[i], begin), records.size());
+        ZSTD_inBuffer in = {records.data() + begin, end - begin, 0};
+        const ZSTD_EndDirective mode = i + 1 == ends.size() ? ZSTD_e_end : ZSTD_e_flush;
+        Bytes stream;
+        std::size_t left = 0;
+        do {
+            Bytes chunk(ZSTD_CStreamOutSize());
+            ZSTD_outBuffer output = {chunk.data(), chunk.size(), 0};
+            left = ZSTD_compressStream2(context, &output, &in, mode);
+            if (ZSTD_isError(left)) {
+                ZSTD_freeCCtx(context);
+                throw std::runtime_error(ZSTD_getErrorName(left));
+            }
+            stream.insert(stream.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(output.pos));
+        } while (left != 0 || in.pos < in.size);
+        addPieces(stream);
+        begin = end;
+    }
+    ZSTD_freeCCtx(context);
     return out;
 }
 
@@ -205,6 +253,23 @@ void PerfDataWriter::addSample(const Sample& sample, std::size_t attributeIndex)
     addRecord(9, 0, encodeSample(type, sample));
 }
 
+void PerfDataWriter::addAuxtrace(const Bytes& payload, std::uint32_t cpu, std::uint32_t tid) {
+    Bytes body;
+    putU64(body, payload.size());
+    putU64(body, 0);   // offset in the aux buffer
+    putU64(body, 0);   // reference
+    putU32(body, cpu); // idx
+    putU32(body, tid);
+    putU32(body, cpu);
+    putU32(body, 0);
+    addRecord(71, 0, body);
+    putBytes(data, payload);
+}
+
+void PerfDataWriter::addFinishedRound() {
+    addRecord(68, 0, Bytes());
+}
+
 namespace {
 std::uint64_t naturalAttrSize(const std::vector<Attribute>& attributes) {
     return attributes.empty() ? 112 : attributes.front().byteSize + 16;
@@ -276,6 +341,49 @@ Bytes PerfDataWriter::build() const {
     patchU64(out, 64, pick(eventTypesSize, eventTypes.size() * 72));
     for (int i = 0; i < 4; ++i)
         patchU64(out, 72 + 8 * i, features[i]);
+    return out;
+}
+
+Bytes PerfDataWriter::buildPipe(const Bytes& tracingData,
+                                const std::vector<std::pair<std::uint64_t, Bytes>>& pipeFeatures) const {
+    Bytes out(magic, magic + 8);
+    putU64(out, 16);
+    auto record = [&out](std::uint32_t type, const Bytes& body) {
+        putU32(out, type);
+        putU16(out, 0);
+        putU16(out, static_cast<std::uint16_t>(8 + body.size()));
+        putBytes(out, body);
+    };
+    for (const Attribute& attribute : attributes) {
+        Bytes body = attribute.encode();
+        for (std::uint64_t id : attribute.ids)
+            putU64(body, id);
+        record(64, body);
+    }
+    for (const auto& type : eventTypes) {
+        Bytes body;
+        putU64(body, type.first);
+        Bytes name(64, 0);
+        std::memcpy(name.data(), type.second.data(), type.second.size() < 64 ? type.second.size() : 64);
+        putBytes(body, name);
+        record(65, body);
+    }
+    if (!tracingData.empty()) {
+        Bytes body;
+        putU32(body, static_cast<std::uint32_t>(tracingData.size()));
+        putU32(body, 0);
+        record(66, body);
+        putBytes(out, tracingData);
+        out.resize(out.size() + (8 - tracingData.size() % 8) % 8, 0);
+    }
+    for (const auto& feature : pipeFeatures) {
+        Bytes body;
+        putU64(body, feature.first);
+        putBytes(body, feature.second);
+        record(80, body);
+    }
+    record(82, Bytes());
+    putBytes(out, data);
     return out;
 }
 

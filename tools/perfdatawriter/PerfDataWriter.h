@@ -63,6 +63,12 @@ struct Sample {
 
 Bytes encodeSample(std::uint64_t sampleType, const Sample& sample);
 
+/// Compresses records (a built data section) into COMPRESSED records (type 81; with secondForm, type 83 with its
+/// size word and padding), pieces of one zstd stream. Each split position (offsets into records, ascending) ends
+/// the input of one piece, so that a record can be cut anywhere, inside its header too; pieces whose output
+/// exceeds a record's room are spread over several records.
+Bytes compressRecords(const Bytes& records, const std::vector<std::size_t>& splits, bool secondForm = false);
+
 /// Builds a perf.data file: header, attributes with their id arrays, trace event types and records. Layout:
 /// header, id arrays, attributes, event types, data, zero padding up to the minimum file size. Every header
 /// field can be overridden to build damaged files.
@@ -92,6 +98,10 @@ public:
     void addRead(std::uint32_t pid, std::uint32_t tid, const Bytes& values);
     /// A sample laid out for the sample type of the attribute at the given index.
     void addSample(const Sample& sample, std::size_t attributeIndex = 0);
+    /// An AUXTRACE record (48 bytes) followed by its trace data, which its size field does not count.
+    void addAuxtrace(const Bytes& payload, std::uint32_t cpu = 0, std::uint32_t tid = 0);
+    /// The FINISHED_ROUND record perf writes after each round of ring buffer reads.
+    void addFinishedRound();
 
     // Header overrides, for damaged files.
     char magic[8];
@@ -104,6 +114,11 @@ public:
     std::size_t minimumFileSize = 256;
 
     Bytes build() const;
+    /// The recording as perf writes it to a pipe: the 16-byte header, the attributes with their ids and the
+    /// event types as records, a HEADER_TRACING_DATA record with the tracing data after it (padded to 8 bytes;
+    /// left out when empty), one HEADER_FEATURE record per feature (id, then its data), FINISHED_INIT, the data.
+    Bytes buildPipe(const Bytes& tracingData = Bytes(),
+                    const std::vector<std::pair<std::uint64_t, Bytes>>& pipeFeatures = {}) const;
     bool writeTo(const std::string& path) const;
 
     /// Offset and size of the data section in the file build() writes (data stands last, before padding).
