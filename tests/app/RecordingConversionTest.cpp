@@ -62,6 +62,9 @@ using Point = std::tuple<int64_t, int64_t>; // absolute time in ns, value
 // (trace point, field) -> thread id -> points
 using Plots = std::map<std::pair<std::string, std::string>, std::map<int64_t, std::vector<Point>>>;
 
+// In a cross build the programs run through the build's emulator (PLOTWRIGHT_EMULATOR, empty otherwise).
+const std::string PROGRAM_PREFIX = std::string(PLOTWRIGHT_EMULATOR) + " ";
+
 std::string run(const std::string& command) {
     return std::system(command.c_str()) == 0 ? "" : "failed: " + command;
 }
@@ -103,7 +106,7 @@ protected:
     Plots convert(const Case& c, int64_t base, int64_t& origin, std::string& log) {
         const bool piped = !c.input.empty() && c.input[0] == '|';
         const std::string input = c.input.empty() ? dir + "/cut.data" : RECORDINGS + c.input.substr(piped);
-        EXPECT_EQ("", run((piped ? "cat " + input + " | " : "") + PLOTWRIGHT_BINARY + " -c " + dir +
+        EXPECT_EQ("", run((piped ? "cat " + input + " | " : "") + PROGRAM_PREFIX + PLOTWRIGHT_BINARY + " -c " + dir +
                           "/plotwright.conf -l " + dir + "/channels.json -o " + dir + "/out.json -A 1000 -C " +
                           std::to_string(base) + " -i " + (piped ? "-" : input) + " >" + dir + "/log.txt 2>&1"));
         log = perftest::readText(dir + "/log.txt");
@@ -281,7 +284,7 @@ TEST(RecordingOrderTest, SamplesOutOfTimeOrderInTheFile) {
 // input, and finds what it finds in a plain one.
 TEST(RecordingEventDatabaseTest, FormatsOfEveryWayOfRecording) {
     const std::string binary = PLOTWRIGHT_BINARY;
-    const std::string eventdb = binary.substr(0, binary.rfind('/')) + "/plotwright-eventdb";
+    const std::string eventdb = PROGRAM_PREFIX + binary.substr(0, binary.rfind('/')) + "/plotwright-eventdb";
     const std::string expected = perftest::readText(RECORDINGS + "events.json");
     ASSERT_FALSE(expected.empty());
     const std::string out = testing::TempDir() + std::to_string(getpid()) + "-events.json";

@@ -12,10 +12,10 @@ fail() {
 }
 
 # In a cross build the programs run through the emulator the build names in PLOTWRIGHT_EMULATOR (binfmt may be
-# missing): bin then names a wrapper, next to one for plotwright-eventdb.
+# missing): bin then names a wrapper, next to ones for plotwright-eventdb and plotwright-view.
 if [ -n "${PLOTWRIGHT_EMULATOR:-}" ]; then
     mkdir "$work/emulated"
-    for program in "$bin" "$(dirname "$bin")/plotwright-eventdb"; do
+    for program in "$bin" "$(dirname "$bin")/plotwright-eventdb" "$(dirname "$bin")/plotwright-view"; do
         printf '#!/bin/sh\nexec %s "%s" "$@"\n' "$PLOTWRIGHT_EMULATOR" "$program" >"$work/emulated/${program##*/}"
         chmod +x "$work/emulated/${program##*/}"
     done
