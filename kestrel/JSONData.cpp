@@ -967,7 +967,8 @@ template <class Source> bool JSONData::_parseNumber(Source& src) {
         }
     }
     const uint64_t limit = negative ? uint64_t(INT64_MAX) + 1 : uint64_t(INT64_MAX);
-    if (!real && fits && integer <= limit) {
+    // "-0" is a double: an integer zero has no sign, and a negative zero must read back as one.
+    if (!real && fits && integer <= limit && !(negative && integer == 0)) {
         setLong(static_cast<long long>(negative ? 0 - integer : integer));
     } else {
         setDouble(decimalToDouble(text.data(), text.data() + text.size()));
