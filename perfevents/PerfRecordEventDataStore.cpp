@@ -32,8 +32,8 @@ unsigned long long bitCount(unsigned long long value) {
 } // namespace
 
 PerfRecordEventDataStore::PerfRecordEventDataStore(const boost::ptr_vector<PerfEventAttribute>& attributes)
-    : attributes(attributes), sameLayout(true), identified(false), warned(false), unknownAttributeCount(0),
-      undecodableBefore(0) {
+    : attributes(attributes), lastId(0), lastIndex(UNKNOWN_ATTRIBUTE - 1), sameLayout(true), identified(false),
+      warned(false), unknownAttributeCount(0), undecodableBefore(0) {
     if (logger == nullptr)
         logger = kestrel::Logger::getLogger("PerfRecordEventDataStore");
     if (attributes.empty())
@@ -58,6 +58,7 @@ void PerfRecordEventDataStore::buildPerfEventDataParsers() {
     sameLayout = true;
     identified = !attributes.empty();
     attributeById.clear();
+    lastIndex = UNKNOWN_ATTRIBUTE - 1;
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         if (i + 1 < attributes.size() && !areAtributesSimilar(attributes[i], attributes[i + 1]))
             sameLayout = false;
@@ -96,8 +97,12 @@ int PerfRecordEventDataStore::findAttribute(unsigned int type, const unsigned ch
         return UNKNOWN_ATTRIBUTE;
     unsigned long long id = 0;
     std::memcpy(&id, type == PerfEventData::TYPE_SAMPLE ? body : body + size - 8, 8);
+    if (id == lastId && lastIndex != UNKNOWN_ATTRIBUTE - 1)
+        return lastIndex;
     auto found = attributeById.find(id);
-    return found == attributeById.end() ? UNKNOWN_ATTRIBUTE : found->second;
+    lastId = id;
+    lastIndex = found == attributeById.end() ? UNKNOWN_ATTRIBUTE : found->second;
+    return lastIndex;
 }
 
 bool PerfRecordEventDataStore::getRecordTime(unsigned int type, const unsigned char* body, unsigned int size,

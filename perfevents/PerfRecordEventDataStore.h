@@ -53,6 +53,10 @@ private:
     const boost::ptr_vector<PerfEventAttribute>& attributes;
     boost::ptr_vector<PerfEventData> decoders; // index: attribute * TYPES + type
     std::unordered_map<unsigned long long, int> attributeById;
+    // The last id looked up and its attribute: records of one stream come in long runs, and the time and
+    // the decoding of one record look up the same id.
+    mutable unsigned long long lastId;
+    mutable int lastIndex;
     bool sameLayout;
     bool identified; // every attribute puts the id first in samples and last in trailers
     bool warned;

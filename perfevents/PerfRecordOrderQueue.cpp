@@ -6,16 +6,38 @@
 namespace perfevents {
 
 PerfRecordOrderQueue::PerfRecordOrderQueue(Receiver& receiver, std::size_t memoryLimit)
-    : receiver(receiver), memoryLimit(memoryLimit), sequence(0), maxTime(0), previousRoundMax(0) {}
+    : receiver(receiver), memoryLimit(memoryLimit), current(0), orderedCount(0), maxTime(0), previousRoundMax(0) {}
+
+unsigned int PerfRecordOrderQueue::_chunkFor(unsigned int size) {
+    if (!chunks.empty() && chunks[current].used + size <= CHUNK_SIZE)
+        return current;
+    // The current chunk is full: it is freed by the release of its last record from now on.
+    if (!chunks.empty() && chunks[current].live == 0) {
+        chunks[current].used = 0;
+        return current;
+    }
+    if (!freeChunks.empty()) {
+        current = freeChunks.back();
+        freeChunks.pop_back();
+    } else {
+        chunks.push_back(Chunk{std::unique_ptr<unsigned char[]>(new unsigned char[CHUNK_SIZE]), 0, 0});
+        current = static_cast<unsigned int>(chunks.size() - 1);
+    }
+    chunks[current].used = 0;
+    return current;
+}
 
 void PerfRecordOrderQueue::push(unsigned long long time, const unsigned char* record, unsigned int size) {
-    const std::size_t at = arena.size();
-    arena.resize(at + size);
-    std::memcpy(arena.data() + at, record, size);
-    entries.push_back(Entry{time, sequence++, at, size});
+    const unsigned int at = _chunkFor(size);
+    Chunk& chunk = chunks[at];
+    unsigned char* copy = chunk.bytes.get() + chunk.used;
+    std::memcpy(copy, record, size);
+    chunk.used += size;
+    ++chunk.live;
+    entries.push_back(Entry{time, copy, size, at});
     if (time > maxTime)
         maxTime = time;
-    if (arena.size() > memoryLimit) {
+    if ((chunks.size() - freeChunks.size()) * CHUNK_SIZE > memoryLimit) {
         // Too much held back: release the earlier half. A record that comes later with an earlier time is
         // still delivered, only out of order.
         std::vector<unsigned long long> times;
@@ -36,40 +58,60 @@ void PerfRecordOrderQueue::flush() {
     _release(0, true);
 }
 
+void PerfRecordOrderQueue::_order() {
+    // Cut the entries into runs already in time order; the ordered prefix is one run.
+    runs.clear();
+    runs.push_back(0);
+    std::size_t i = orderedCount > 0 ? orderedCount : 1;
+    for (; i < entries.size(); ++i)
+        if (entries[i].time < entries[i - 1].time)
+            runs.push_back(i);
+    runs.push_back(entries.size());
+    // Merge neighbouring runs pairwise until one is left. std::merge takes from the first run on equal times,
+    // and the first run holds the earlier records of the file, so records of equal time keep their file order.
+    scratch.resize(entries.size());
+    while (runs.size() > 2) {
+        std::size_t kept = 0;
+        std::size_t r = 0;
+        for (; r + 2 < runs.size(); r += 2) {
+            std::merge(entries.begin() + runs[r], entries.begin() + runs[r + 1], entries.begin() + runs[r + 1],
+                       entries.begin() + runs[r + 2], scratch.begin() + runs[r],
+                       [](const Entry& a, const Entry& b) { return a.time < b.time; });
+            runs[kept++] = runs[r];
+        }
+        if (r + 2 == runs.size()) { // an odd run left over: copied as it is
+            std::copy(entries.begin() + runs[r], entries.begin() + runs[r + 1], scratch.begin() + runs[r]);
+            runs[kept++] = runs[r];
+        }
+        runs[kept++] = entries.size();
+        runs.resize(kept);
+        entries.swap(scratch);
+        scratch.resize(entries.size());
+    }
+    orderedCount = entries.size();
+}
+
 void PerfRecordOrderQueue::_release(unsigned long long upTo, bool all) {
     if (entries.empty())
         return;
-    auto earlier = [](const Entry& a, const Entry& b) {
-        return a.time < b.time || (a.time == b.time && a.sequence < b.sequence);
-    };
-    // Records of one buffer come in time order; a round of a single buffer needs no sorting.
-    if (!std::is_sorted(entries.begin(), entries.end(), earlier))
-        std::sort(entries.begin(), entries.end(), earlier);
+    _order();
     std::size_t count = entries.size();
     if (!all) {
         auto split = std::upper_bound(entries.begin(), entries.end(), upTo,
                                       [](unsigned long long time, const Entry& entry) { return time < entry.time; });
         count = static_cast<std::size_t>(split - entries.begin());
     }
-    for (std::size_t i = 0; i < count; ++i)
-        receiver.onOrderedRecord(arena.data() + entries[i].offset, entries[i].size);
-    if (count == entries.size()) {
-        entries.clear();
-        arena.clear();
-        return;
+    for (std::size_t i = 0; i < count; ++i) {
+        const Entry& entry = entries[i];
+        receiver.onOrderedRecord(entry.bytes, entry.size);
+        Chunk& chunk = chunks[entry.chunk];
+        if (--chunk.live == 0 && entry.chunk != current) {
+            chunk.used = 0;
+            freeChunks.push_back(entry.chunk);
+        }
     }
-    // Keep the rest, packed into the spare arena, in their time order (sequence numbers keep ties stable).
-    spare.clear();
-    kept.clear();
-    for (std::size_t i = count; i < entries.size(); ++i) {
-        Entry entry = entries[i];
-        const std::size_t at = spare.size();
-        spare.insert(spare.end(), arena.data() + entry.offset, arena.data() + entry.offset + entry.size);
-        entry.offset = at;
-        kept.push_back(entry);
-    }
-    arena.swap(spare);
-    entries.swap(kept);
+    entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(count));
+    orderedCount = entries.size();
 }
 
 } // namespace perfevents

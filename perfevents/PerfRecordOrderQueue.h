@@ -2,6 +2,7 @@
 #define PERFEVENTS_PERFRECORDORDERQUEUE_H
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 namespace perfevents {
@@ -12,6 +13,10 @@ namespace perfevents {
 /// in time order, every record not later than the latest time seen before the previous round ended, which no
 /// later round can undercut. Records of equal time keep their file order. A file without rounds is released
 /// at its end, or in parts when the queue grows beyond its memory limit.
+///
+/// The copies go into fixed-size chunks that are reused once all their records are released, so a record is
+/// copied once and held memory does not churn. Since the records of a round come as a few runs already in time
+/// order (one per buffer), ordering merges those runs instead of sorting: linear time for the usual round.
 class PerfRecordOrderQueue {
 public:
     /// Receives the records in time order; the bytes (whole record, header included) are valid during the call.
@@ -22,9 +27,11 @@ public:
     };
 
     static const std::size_t DEFAULT_MEMORY_LIMIT = 256u << 20;
+    static const std::size_t CHUNK_SIZE = 1u << 20;
 
     explicit PerfRecordOrderQueue(Receiver& receiver, std::size_t memoryLimit = DEFAULT_MEMORY_LIMIT);
 
+    /// Queues a copy of a record (at most 65535 bytes, as its header's size field allows).
     void push(unsigned long long time, const unsigned char* record, unsigned int size);
     /// A FINISHED_ROUND record.
     void finishRound();
@@ -36,19 +43,28 @@ public:
 private:
     struct Entry {
         unsigned long long time;
-        unsigned long long sequence;
-        std::size_t offset;
+        const unsigned char* bytes;
         unsigned int size;
+        unsigned int chunk;
     };
+    struct Chunk {
+        std::unique_ptr<unsigned char[]> bytes;
+        std::size_t used;
+        std::size_t live; // records in it not yet released
+    };
+    unsigned int _chunkFor(unsigned int size);
+    void _order();
     void _release(unsigned long long upTo, bool all);
 
     Receiver& receiver;
     std::size_t memoryLimit;
-    std::vector<unsigned char> arena;
-    std::vector<unsigned char> spare;
+    std::vector<Chunk> chunks;
+    std::vector<unsigned int> freeChunks;
+    unsigned int current;
     std::vector<Entry> entries;
-    std::vector<Entry> kept;
-    unsigned long long sequence;
+    std::vector<Entry> scratch;
+    std::vector<std::size_t> runs;
+    std::size_t orderedCount; // entries[0, orderedCount) are known to be in time order
     unsigned long long maxTime;
     unsigned long long previousRoundMax;
 };

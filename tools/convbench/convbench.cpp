@@ -2,7 +2,8 @@
 //   convbench generate <dir> <samples>   writes <dir>/bench.data with the given number of trace point samples of
 //                                        one trace point ("bench:value", id 300) spread over 32 threads, and the
 //                                        event database, channel info file (a number plot per thread and a
-//                                        filtered state plot per CPU) and configuration to convert it
+//                                        filtered state plot per CPU) and configuration to convert it; a
+//                                        FINISHED_ROUND record follows every 4096 samples, as perf writes them
 //   convbench walk <file>                reads every record of a perf.data file with a listener that does
 //                                        nothing, and prints the time this took
 
@@ -22,6 +23,7 @@ namespace {
 
 const unsigned long long SAMPLE_TYPE = 0x487; // IP, TID, TIME, CPU, RAW
 const uint16_t EVENT_ID = 300;
+const unsigned long long SAMPLES_PER_ROUND = 4096;
 
 void writeText(const std::string& path, const std::string& text) {
     std::ofstream out(path, std::ios::out | std::ios::trunc);
@@ -42,7 +44,9 @@ int generate(const std::string& dir, unsigned long long count) {
     file.addAttribute(attribute);
     file.addEventType(EVENT_ID, "bench:value");
     file.minimumFileSize = 0;
-    file.dataSize = static_cast<int64_t>(count * recordSize);
+    // Like perf, which closes each pass over the CPUs' ring buffers with a FINISHED_ROUND record.
+    const unsigned long long rounds = count / SAMPLES_PER_ROUND;
+    file.dataSize = static_cast<int64_t>(count * recordSize + rounds * 8);
     const perfdatawriter::Bytes head = file.build();
 
     std::ofstream out(dir + "/bench.data", std::ios::out | std::ios::binary | std::ios::trunc);
@@ -61,6 +65,11 @@ int generate(const std::string& dir, unsigned long long count) {
         perfdatawriter::putU16(chunk, 0);
         perfdatawriter::putU16(chunk, static_cast<uint16_t>(recordSize));
         perfdatawriter::putBytes(chunk, perfdatawriter::encodeSample(SAMPLE_TYPE, sample));
+        if ((i + 1) % SAMPLES_PER_ROUND == 0) {
+            perfdatawriter::putU32(chunk, 68);
+            perfdatawriter::putU16(chunk, 0);
+            perfdatawriter::putU16(chunk, 8);
+        }
         if (chunk.size() >= (1u << 20)) {
             out.write(reinterpret_cast<const char*>(chunk.data()), static_cast<std::streamsize>(chunk.size()));
             chunk.clear();

@@ -49,6 +49,7 @@ bool writeRecording(const std::string& path, std::uint64_t samples) {
         sample.raw.resize(68);
         writer.addSample(sample);
     }
+    writer.addFinishedRound(); // perf closes each pass over the CPUs' buffers with one
     const std::uint64_t repeats = (samples + CHUNK - 1) / CHUNK;
     writer.dataSize = static_cast<std::int64_t>(writer.getDataSize() * repeats);
     writer.minimumFileSize = 0;
