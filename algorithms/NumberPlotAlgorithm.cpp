@@ -212,5 +212,5 @@ void NumberPlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clock
 
     writer.endObject();
 
-    std::deque<RunData>().swap(list.runs);
+    decltype(list.runs)().swap(list.runs);
 }

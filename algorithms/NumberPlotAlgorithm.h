@@ -2,6 +2,7 @@
 #define ALGORITHMS_NUMBERPLOTALGORITHM_H
 
 #include "algorithms/TracePointAlgorithm.h"
+#include "kestrel/ArenaAllocator.h"
 #include "kestrel/JSOM.h"
 
 #include <deque>
@@ -28,7 +29,7 @@ public:
 
     // Points stored by value in chunks: growing never copies the points already held.
     struct RunDataList {
-        std::deque<RunData> runs;
+        std::deque<RunData, kestrel::ArenaAllocator<RunData>> runs;
         double lastTime = 0.0;
         bool unsorted = false;
 

@@ -61,8 +61,32 @@ void writeDictionaryReference(kestrel::JsomWriter& writer, const char* name) {
 // ---------------------------------------------------------------------------------------------------------------
 // Points and lists
 
+void StatePlotAlgorithm::RunDataList::sort() {
+    // The merge sort stays within bounds even for NaN times, where the comparison is no strict order.
+    auto earlier = [](const RunData& a, const RunData& b) { return a.time < b.time; };
+    if (extras.empty()) {
+        std::stable_sort(runs.begin(), runs.end(), earlier);
+        return;
+    }
+    std::vector<std::size_t> order(runs.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        order[i] = i;
+    }
+    std::stable_sort(order.begin(), order.end(),
+                     [&](std::size_t a, std::size_t b) { return earlier(runs[a], runs[b]); });
+    decltype(runs) sortedRuns;
+    decltype(extras) sortedExtras;
+    for (std::size_t i : order) {
+        sortedRuns.push_back(runs[i]);
+        sortedExtras.push_back(extras[i]);
+    }
+    runs.swap(sortedRuns);
+    extras.swap(sortedExtras);
+}
+
 void StatePlotAlgorithm::RunDataList::clear() {
-    std::deque<RunData>().swap(runs);
+    decltype(runs)().swap(runs);
+    decltype(extras)().swap(extras);
 }
 
 // ---------------------------------------------------------------------------------------------------------------
@@ -391,11 +415,6 @@ void StatePlotAlgorithm::onTracePointEvent(int eventId, double time,
     RunData run;
     run.time = time;
     run.state = entry->stateField->getInt32(ancillary, data);
-    // A configuration listed before the one that switched a column on may have no reader for it: it carries 0.
-    run.innerPivot =
-        hasInnerPivot && entry->innerPivotField != nullptr ? entry->innerPivotField->getInt64(ancillary, data) : 0;
-    run.magnitude =
-        hasMagnitude && entry->magnitudeField != nullptr ? entry->magnitudeField->getDouble(ancillary, data) : 0.0;
 
     RunDataList* list = unpivotedList;
     if (hasOuterPivot) {
@@ -411,6 +430,15 @@ void StatePlotAlgorithm::onTracePointEvent(int eventId, double time,
     }
     list->lastTime = run.time;
     list->runs.push_back(run);
+    if (hasInnerPivot || hasMagnitude) {
+        // A configuration listed before the one that switched a column on may have no reader for it: it carries 0.
+        RunExtra extra;
+        extra.innerPivot =
+            hasInnerPivot && entry->innerPivotField != nullptr ? entry->innerPivotField->getInt64(ancillary, data) : 0;
+        extra.magnitude =
+            hasMagnitude && entry->magnitudeField != nullptr ? entry->magnitudeField->getDouble(ancillary, data) : 0.0;
+        list->extras.push_back(extra);
+    }
 }
 
 // ---------------------------------------------------------------------------------------------------------------
@@ -435,9 +463,7 @@ bool StatePlotAlgorithm::onClose(kestrel::JsomWriter& writer, double clockOrigin
 void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key, RunDataList& list,
                                       const std::string& labelPrefix) {
     if (list.unsorted && !list.runs.empty()) {
-        // The merge sort stays within bounds even for NaN times, where the comparison is no strict order.
-        std::stable_sort(list.runs.begin(), list.runs.end(),
-                         [](const RunData& a, const RunData& b) { return RunDataList::isLessThan(a, b); });
+        list.sort();
     }
     writer.startObject();
     _writeLabel(writer, key, labelPrefix);
@@ -477,15 +503,19 @@ void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockO
 
     writeLabel(writer, "data");
     writer.startArray();
+    auto extra = list.extras.cbegin();
     for (const RunData& run : list.runs) {
         writer.startArray();
         writer.appendDouble(run.time, 6);
         writer.appendLong(run.state);
-        if (hasInnerPivot) {
-            writer.appendLong(run.innerPivot);
-        }
-        if (hasMagnitude) {
-            writer.appendDouble(run.magnitude, 1);
+        if (extra != list.extras.cend()) {
+            if (hasInnerPivot) {
+                writer.appendLong(extra->innerPivot);
+            }
+            if (hasMagnitude) {
+                writer.appendDouble(extra->magnitude, 1);
+            }
+            ++extra;
         }
         writer.endArray();
     }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "algorithms/TracePointAlgorithm.h"
+#include "kestrel/ArenaAllocator.h"
 #include "kestrel/JSOM.h"
 #include "kestrel/PostfixCalculator.h"
 
@@ -37,14 +38,18 @@ public:
     /** One point: from `time` on, the object was in `state`. */
     struct RunData {
         double time;
+        int32_t state;
+    };
+    /** The columns of a point that only some plots have: kept apart, so that the others do not pay for them. */
+    struct RunExtra {
         double magnitude;
         int64_t innerPivot;
-        int32_t state;
     };
 
     /**
      * The points of one outer pivot value, in arrival order, stored by value in chunks: growing never copies the
-     * points already held and never reserves more than one chunk ahead.
+     * points already held and never reserves more than one chunk ahead. With an inner pivot or a magnitude,
+     * extras[i] belongs to runs[i]; otherwise extras stays empty.
      */
     class RunDataList {
     public:
@@ -52,12 +57,13 @@ public:
         RunDataList(const RunDataList&) = delete;
         RunDataList& operator=(const RunDataList&) = delete;
 
-        static bool isLessThan(const RunData& a, const RunData& b) { return a.time < b.time; }
-
+        /** Puts the points in time order; points of equal time keep their arrival order. */
+        void sort();
         /** Empties the list and releases its storage. */
         void clear();
 
-        std::deque<RunData> runs;
+        std::deque<RunData, kestrel::ArenaAllocator<RunData>> runs;
+        std::deque<RunExtra, kestrel::ArenaAllocator<RunExtra>> extras;
         double lastTime;
         bool unsorted;
     };

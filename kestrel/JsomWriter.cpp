@@ -80,7 +80,7 @@ int formatFixedFast(char* buf, double d, int precision) {
  * which produces the same digits much faster; anything else falls back to the C library. Returns the length, at
  * most NUMBER_BUFFER - 1.
  */
-int formatNumber(char* buf, long double value, double d, bool exact, std::chars_format format, int precision) {
+template <class V> int formatNumber(char* buf, V value, double d, bool exact, std::chars_format format, int precision) {
     if (exact) {
         if (format == std::chars_format::fixed) {
             int n = formatFixedFast(buf, d, precision);
@@ -93,11 +93,37 @@ int formatNumber(char* buf, long double value, double d, bool exact, std::chars_
             return static_cast<int>(r.ptr - buf);
         }
     }
-    int n = snprintf(buf, NUMBER_BUFFER, format == std::chars_format::scientific ? "%.*Le" : "%.*Lf", precision, value);
+    int n = snprintf(buf, NUMBER_BUFFER, format == std::chars_format::scientific ? "%.*Le" : "%.*Lf", precision,
+                     static_cast<long double>(value));
     if (n < 0) {
         return 0;
     }
     return n < NUMBER_BUFFER ? n : NUMBER_BUFFER - 1;
+}
+
+/**
+ * A finite number: magnitudes above 1e16 in exponent notation with six decimals, others in fixed notation with
+ * the given decimals (6 when negative) and trailing zeros dropped, or with six decimals for precision 0.
+ */
+template <class V> int formatDouble(char* buf, V value, double d, bool exact, int precision) {
+    const V limit = static_cast<V>(1e16);
+    bool large = exact ? (d > 1e16 || d < -1e16) : (value > limit || value < -limit);
+    if (large) {
+        return formatNumber(buf, value, d, exact, std::chars_format::scientific, 6);
+    }
+    if (precision == 0) {
+        return formatNumber(buf, value, d, exact, std::chars_format::fixed, 6);
+    }
+    int length = formatNumber(buf, value, d, exact, std::chars_format::fixed, precision < 0 ? 6 : precision);
+    if (length > precision + 1) {
+        while (length > 1 && buf[length - 1] == '0') {
+            --length;
+        }
+        if (length > 1 && buf[length - 1] == '.') {
+            --length;
+        }
+    }
+    return length;
 }
 
 template <class T> int formatInteger(char* buf, T value) {
@@ -341,27 +367,20 @@ void JsomWriter::appendDouble(long double value, int precision) {
     // Where long double is wider than double its arithmetic runs in software: convert once, and compare in
     // double when the value is exactly one (1e16 is a double, so the comparison gives the same answer).
     double d = static_cast<double>(value);
-    bool exact = static_cast<long double>(d) == value;
-    bool large = exact ? (d > 1e16 || d < -1e16) : (value > 1e16L || value < -1e16L);
     char buf[NUMBER_BUFFER];
-    int length;
-    if (large) {
-        // Large magnitudes in exponent notation with six decimals (infinities land here too).
-        length = formatNumber(buf, value, d, exact, std::chars_format::scientific, 6);
-    } else if (precision != 0) {
-        length = formatNumber(buf, value, d, exact, std::chars_format::fixed, precision < 0 ? 6 : precision);
-        if (length > precision + 1) {
-            while (length > 1 && buf[length - 1] == '0') {
-                --length;
-            }
-            if (length > 1 && buf[length - 1] == '.') {
-                --length;
-            }
-        }
-    } else {
-        length = formatNumber(buf, value, d, exact, std::chars_format::fixed, 6);
+    write(buf, formatDouble(buf, value, d, static_cast<long double>(d) == value, precision));
+}
+
+void JsomWriter::appendDouble(double value, int precision) {
+    if (!_prologue("appendDouble")) {
+        return;
     }
-    write(buf, length);
+    if (!std::isfinite(value)) {
+        write("null", 4);
+        return;
+    }
+    char buf[NUMBER_BUFFER];
+    write(buf, formatDouble(buf, value, value, true, precision));
 }
 
 void JsomWriter::appendJsonValue(const char* text, int length) {

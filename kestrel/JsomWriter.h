@@ -44,6 +44,9 @@ public:
     void appendUnsignedInt(unsigned int value);
     /// NaN and the infinities are written as null.
     void appendDouble(long double value, int precision);
+    /// The same for a double, without a detour through long double (which is software arithmetic on some
+    /// targets).
+    void appendDouble(double value, int precision);
     /// Writes text that already is JSON as one value.
     void appendJsonValue(const char* text, int length);
     /// Closes every open container (a pending label gets null), resets the writer and flushes the stream.

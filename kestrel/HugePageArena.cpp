@@ -1,0 +1,74 @@
+#include "kestrel/HugePageArena.h"
+
+#include <cstdint>
+#include <new>
+#include <sys/mman.h>
+
+namespace kestrel {
+
+HugePageArena::~HugePageArena() {
+    for (void* chunk : chunks)
+        munmap(chunk, CHUNK_SIZE);
+}
+
+HugePageArena& HugePageArena::shared() {
+    static HugePageArena arena;
+    return arena;
+}
+
+void HugePageArena::_newChunk() {
+    // Map twice the size and keep the aligned middle, so the chunk can be one huge page.
+    const std::size_t mapped = 2 * CHUNK_SIZE;
+    void* area = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (area == MAP_FAILED)
+        throw std::bad_alloc();
+    const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(area);
+    const std::uintptr_t aligned = (start + CHUNK_SIZE - 1) / CHUNK_SIZE * CHUNK_SIZE;
+    if (aligned > start)
+        munmap(area, aligned - start);
+    if (start + mapped > aligned + CHUNK_SIZE)
+        munmap(reinterpret_cast<void*>(aligned + CHUNK_SIZE), start + mapped - aligned - CHUNK_SIZE);
+    void* chunk = reinterpret_cast<void*>(aligned);
+#ifdef MADV_HUGEPAGE
+    madvise(chunk, CHUNK_SIZE, MADV_HUGEPAGE); // a hint: without huge pages the chunk works all the same
+#endif
+    chunks.push_back(chunk);
+    next = static_cast<char*>(chunk);
+    end = next + CHUNK_SIZE;
+}
+
+void* HugePageArena::allocate(std::size_t bytes) {
+    if (bytes > MAX_BLOCK)
+        return ::operator new(bytes);
+    const std::size_t size = _rounded(bytes == 0 ? 1 : bytes);
+    const std::size_t sizeClass = size / 16;
+    if (sizeClass < freeBlocks.size() && !freeBlocks[sizeClass].empty()) {
+        void* block = freeBlocks[sizeClass].back();
+        freeBlocks[sizeClass].pop_back();
+        return block;
+    }
+    if (next == nullptr || static_cast<std::size_t>(end - next) < size)
+        _newChunk();
+    void* block = next;
+    next += size;
+    return block;
+}
+
+void HugePageArena::deallocate(void* block, std::size_t bytes) noexcept {
+    if (block == nullptr)
+        return;
+    if (bytes > MAX_BLOCK) {
+        ::operator delete(block);
+        return;
+    }
+    const std::size_t sizeClass = _rounded(bytes == 0 ? 1 : bytes) / 16;
+    try {
+        if (freeBlocks.size() <= sizeClass)
+            freeBlocks.resize(sizeClass + 1);
+        freeBlocks[sizeClass].push_back(block);
+    } catch (const std::bad_alloc&) {
+        // Out of memory for the list of free blocks: this block is not reused, nothing else is lost.
+    }
+}
+
+} // namespace kestrel
