@@ -67,6 +67,10 @@ void PerfRecordEventDataStore::buildPerfEventDataParsers() {
         for (unsigned long long id : attributes[i].getStreamIds())
             attributeById.emplace(id, static_cast<int>(i));
     }
+    const std::size_t FEW = 32;
+    fewIds.clear();
+    if (attributeById.size() <= FEW)
+        fewIds.assign(attributeById.begin(), attributeById.end());
     if (!sameLayout && !identified && !warned) {
         logger->warnf("Attributes stored in perf record file will result in event data of different layouts.  "
                       "This may cause parsing failure.");
@@ -99,8 +103,17 @@ int PerfRecordEventDataStore::findAttribute(unsigned int type, const unsigned ch
     std::memcpy(&id, type == PerfEventData::TYPE_SAMPLE ? body : body + size - 8, 8);
     if (id == lastId && lastIndex != UNKNOWN_ATTRIBUTE - 1)
         return lastIndex;
-    auto found = attributeById.find(id);
     lastId = id;
+    if (!fewIds.empty() || attributeById.empty()) {
+        lastIndex = UNKNOWN_ATTRIBUTE;
+        for (const auto& entry : fewIds)
+            if (entry.first == id) {
+                lastIndex = entry.second;
+                break;
+            }
+        return lastIndex;
+    }
+    auto found = attributeById.find(id);
     lastIndex = found == attributeById.end() ? UNKNOWN_ATTRIBUTE : found->second;
     return lastIndex;
 }

@@ -6,6 +6,8 @@
 
 #include <boost/ptr_container/ptr_vector.hpp>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace perfevents {
 
@@ -53,8 +55,10 @@ private:
     const boost::ptr_vector<PerfEventAttribute>& attributes;
     boost::ptr_vector<PerfEventData> decoders; // index: attribute * TYPES + type
     std::unordered_map<unsigned long long, int> attributeById;
-    // The last id looked up and its attribute: records of one stream come in long runs, and the time and
-    // the decoding of one record look up the same id.
+    // The same pairs in a flat list while there are few (a recording has one id per event and CPU): a scan of
+    // a few cache lines beats hashing on the per-record path. Empty when there are more.
+    std::vector<std::pair<unsigned long long, int>> fewIds;
+    // The last id looked up and its attribute: the time and the decoding of one record look up the same id.
     mutable unsigned long long lastId;
     mutable int lastIndex;
     bool sameLayout;
