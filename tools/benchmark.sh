@@ -52,6 +52,18 @@ points() { grep -o '\[[-0-9]' "$1" | wc -l; }
 # Peak resident set of one run of the command, in kilobytes.
 peak_kb() { /usr/bin/time -v "$@" 2>&1 >/dev/null | awk -F': ' '/Maximum resident set size/ { print $2 }'; }
 
+# The writer-made recording of N samples in build/benchmark/synthetic-N, written anew when missing or written by an
+# older version of the writer (files of version 1 had no FINISHED_ROUND records).
+GENERATOR_VERSION=2
+synthetic() {
+    local sub="$dir/synthetic-$1"
+    mkdir -p "$sub"
+    if [ ! -s "$sub/bench.data" ] || [ "$(cat "$sub/generator" 2>/dev/null)" != "$GENERATOR_VERSION" ]; then
+        "$bin/tools/convbench/convbench" generate "$sub" "$1" >/dev/null
+        echo "$GENERATOR_VERSION" >"$sub/generator"
+    fi
+}
+
 bytes_per_point() { awk -v kb="$1" -v n="$2" 'BEGIN { printf "%.1f", (kb * 1024 - 16 * 1048576) / n }'; }
 
 # ---- The recording ----------------------------------------------------------------------------------------------
@@ -91,8 +103,7 @@ EOF
     samples=$(perf script -i "$data" -F tid,time,trace 2>/dev/null | wc -l)
     say "input: %s, a real recording of perf bench sched pipe -l 300000\n" "$data"
 else
-    mkdir -p "$dir/synthetic-5000000"
-    [ -s "$dir/synthetic-5000000/bench.data" ] || "$bin/tools/convbench/convbench" generate "$dir/synthetic-5000000" 5000000 >/dev/null
+    synthetic 5000000
     data="$dir/synthetic-5000000/bench.data"
     conf="$dir/synthetic-5000000/bench.conf"
     samples=5000000
@@ -146,9 +157,8 @@ say "\nlinear growth (writer-made recordings, one number plot per thread, one fi
 per_sample=()
 per_sample_cpu=()
 for n in 1000000 5000000 20000000; do
+    synthetic "$n"
     sub="$dir/synthetic-$n"
-    mkdir -p "$sub"
-    [ -s "$sub/bench.data" ] || "$bin/tools/convbench/convbench" generate "$sub" "$n" >/dev/null
     cat "$sub/bench.data" >/dev/null
     r=$runs
     [ "$n" -ge 20000000 ] && r=2
