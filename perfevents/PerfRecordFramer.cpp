@@ -35,13 +35,15 @@ bool PerfRecordFramer::_fill(std::size_t needed) {
     return true;
 }
 
-bool PerfRecordFramer::_skipPayload() {
+bool PerfRecordFramer::_takePayload(std::vector<unsigned char>* out) {
     while (payloadLeft > 0) {
         if (position == end && !_fill(1))
             return false;
         std::size_t step = end - position;
         if (step > payloadLeft)
             step = static_cast<std::size_t>(payloadLeft);
+        if (out != nullptr)
+            out->insert(out->end(), buffer.data() + position, buffer.data() + position + step);
         position += step;
         payloadLeft -= step;
         consumed += step;
@@ -62,7 +64,7 @@ void PerfRecordFramer::_notePayload(const PerfRecordView& record) {
 }
 
 bool PerfRecordFramer::next(PerfRecordView& record) {
-    if (garbled || !_skipPayload() || !_fill(RECORD_HEADER_SIZE))
+    if (garbled || !_takePayload(nullptr) || !_fill(RECORD_HEADER_SIZE))
         return false;
     const unsigned char* head = buffer.data() + position;
     unsigned short size = 0;
@@ -96,18 +98,7 @@ bool PerfRecordFramer::readPayload(std::vector<unsigned char>& out, unsigned lon
     if (payloadLeft == 0 || payloadLeft > maxSize)
         return false;
     out.reserve(static_cast<std::size_t>(payloadLeft));
-    while (payloadLeft > 0) {
-        if (position == end && !_fill(1))
-            return false;
-        std::size_t step = end - position;
-        if (step > payloadLeft)
-            step = static_cast<std::size_t>(payloadLeft);
-        out.insert(out.end(), buffer.data() + position, buffer.data() + position + step);
-        position += step;
-        payloadLeft -= step;
-        consumed += step;
-    }
-    return true;
+    return _takePayload(&out);
 }
 
 } // namespace perfevents

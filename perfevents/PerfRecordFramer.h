@@ -56,7 +56,8 @@ public:
 
 private:
     bool _fill(std::size_t needed);
-    bool _skipPayload();
+    /// Consumes the payload after the last record, appending it to out unless out is null.
+    bool _takePayload(std::vector<unsigned char>* out);
     void _notePayload(const PerfRecordView& record);
 
     PerfByteSource& source;
