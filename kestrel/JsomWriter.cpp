@@ -21,6 +21,22 @@ static_assert(sizeof(INDENT_TEXT) == JsomWriter::MAX_INDENT + 2, "a line feed an
 const uint64_t POWERS_OF_TEN[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
 
 /**
+ * Writes units of the last of `precision` decimals as "integer part . fraction" and returns the end; Scale is
+ * 10^precision, or 0 to look it up.
+ */
+template <uint64_t Scale> char* putUnits(char* p, char* end, uint64_t units, int precision) {
+    const uint64_t scale = Scale != 0 ? Scale : POWERS_OF_TEN[precision];
+    p = std::to_chars(p, end, units / scale).ptr;
+    *p++ = '.';
+    uint64_t fraction = units % scale;
+    for (int i = precision - 1; i >= 0; --i) {
+        p[i] = static_cast<char>('0' + fraction % 10);
+        fraction /= 10;
+    }
+    return p + precision;
+}
+
+/**
  * Fixed notation with 1 to 9 decimals for a double whose value in units of the last decimal fits 64 bits
  * (times and values of everyday size): the exact binary value times 10^precision is rounded to nearest, ties to even,
  * in integer arithmetic, which is what printf does. Returns 0 when the value is outside this range.
@@ -64,14 +80,15 @@ int formatFixedFast(char* buf, double d, int precision) {
     if (negative) {
         *p++ = '-';
     }
-    p = std::to_chars(p, buf + NUMBER_BUFFER, units / scale).ptr;
-    *p++ = '.';
-    uint64_t fraction = units % scale;
-    for (int i = precision - 1; i >= 0; --i) {
-        p[i] = static_cast<char>('0' + fraction % 10);
-        fraction /= 10;
+    // The precisions the plots use get a constant divisor, which the compiler turns into a multiplication.
+    if (precision == 6) {
+        p = putUnits<1000000>(p, buf + NUMBER_BUFFER, units, 6);
+    } else if (precision == 1) {
+        p = putUnits<10>(p, buf + NUMBER_BUFFER, units, 1);
+    } else {
+        p = putUnits<0>(p, buf + NUMBER_BUFFER, units, precision);
     }
-    return static_cast<int>(p + precision - buf);
+    return static_cast<int>(p - buf);
 }
 
 /**
