@@ -25,9 +25,11 @@ const work = fs.mkdtempSync(path.join(os.tmpdir(), 'plotwright-page-'));
 let context;
 const pages = {};
 
+// The inputs lie in the scratch folder and are named relative to it, so that the page (and the screenshot
+// made of it) shows the same file names on every run.
 function makePage(name, inputs) {
   const out = path.join(work, name + '.html');
-  execFileSync(viewBin, ['-o', out, ...inputs], { stdio: ['ignore', 'inherit', 'inherit'] });
+  execFileSync(viewBin, ['-o', out, ...inputs.map((p) => path.relative(work, p))], { cwd: work, stdio: ['ignore', 'inherit', 'inherit'] });
   return out;
 }
 
