@@ -37,7 +37,7 @@ void PerfRecordOrderQueue::push(unsigned long long time, const unsigned char* re
     entries.push_back(Entry{time, copy, size, at});
     if (time > maxTime)
         maxTime = time;
-    if ((chunks.size() - freeChunks.size()) * CHUNK_SIZE > memoryLimit) {
+    if (getHeldBytes() > memoryLimit) {
         // Too much held back: release the earlier half. A record that comes later with an earlier time is
         // still delivered, only out of order.
         std::vector<unsigned long long> times;
@@ -46,6 +46,27 @@ void PerfRecordOrderQueue::push(unsigned long long time, const unsigned char* re
             times.push_back(entry.time);
         std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
         _release(times[times.size() / 2], false);
+        // The records kept may still be spread over most chunks: pack them, or every later record would find
+        // the queue over its limit again.
+        if (getHeldBytes() > memoryLimit / 4 * 3)
+            _compact();
+    }
+}
+
+void PerfRecordOrderQueue::_compact() {
+    std::vector<Chunk> old;
+    old.swap(chunks);
+    freeChunks.clear();
+    current = 0;
+    for (Entry& entry : entries) {
+        const unsigned int at = _chunkFor(entry.size);
+        Chunk& chunk = chunks[at];
+        unsigned char* copy = chunk.bytes.get() + chunk.used;
+        std::memcpy(copy, entry.bytes, entry.size);
+        chunk.used += entry.size;
+        ++chunk.live;
+        entry.bytes = copy;
+        entry.chunk = at;
     }
 }
 

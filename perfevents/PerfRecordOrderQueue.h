@@ -39,6 +39,8 @@ public:
     void flush();
 
     std::size_t getQueuedCount() const { return entries.size(); }
+    /// Memory the queued copies take: the chunks in use.
+    std::size_t getHeldBytes() const { return (chunks.size() - freeChunks.size()) * CHUNK_SIZE; }
 
 private:
     struct Entry {
@@ -54,6 +56,7 @@ private:
     };
     unsigned int _chunkFor(unsigned int size);
     void _order();
+    void _compact();
     void _release(unsigned long long upTo, bool all);
 
     Receiver& receiver;

@@ -118,4 +118,22 @@ TEST(PerfRecordOrderQueueTest, MemoryLimitReleasesTheEarlierHalfAndReusesChunks)
     for (unsigned long long i = 0; i < count; ++i)
         want.push_back(Record{i, i});
     expectSame(want, collector.got);
+
+    // Times in random order scatter the records kept after a release over all chunks: they are packed, so
+    // the queue stays within its limit instead of releasing again at every record.
+    std::mt19937 random(3);
+    Collector scattered;
+    PerfRecordOrderQueue small(scattered, 4 * PerfRecordOrderQueue::CHUNK_SIZE);
+    const unsigned long long many = 20000; // about 50 MB
+    std::size_t fewestQueued = many;
+    for (unsigned long long i = 0; i < many; ++i) {
+        push(small, Record{random() % 100000, i}, 1000 + random() % 3000);
+        ASSERT_LE(small.getHeldBytes(), 5 * PerfRecordOrderQueue::CHUNK_SIZE) << i;
+        if (!scattered.got.empty())
+            fewestQueued = std::min(fewestQueued, small.getQueuedCount());
+    }
+    // A release leaves half of what the limit holds (about 1,600 records), never the queue nearly empty.
+    EXPECT_GT(fewestQueued, 500u);
+    small.flush();
+    EXPECT_EQ(many, scattered.got.size());
 }
