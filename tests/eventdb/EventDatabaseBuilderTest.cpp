@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <sstream>
 #include <stdexcept>
 
 using eventdb::EventDatabaseBuilder;
@@ -53,23 +52,4 @@ TEST(EventDatabaseBuilder, RejectsConflictingDescriptions) {
                   builder.addEvent(event("d", 4, "\tfield:unsigned short common_type;\toffset:0;\tsize:2;\n"), "six");
               }));
     EXPECT_EQ(1u, builder.getEventCount());
-}
-
-TEST(EventDatabaseBuilder, WritesCommonAndOwnFields) {
-    EventDatabaseBuilder builder;
-    builder.addEvent(event("b", 2,
-                           std::string(COMMON) + "\tfield:char name[8];\toffset:8;\tsize:8;\tsigned:1;\n"
-                                                 "\tfield:void * where;\toffset:16;\tsize:8;\tsigned:0;\n"),
-                     "one");
-    builder.addEvent(event("a", 1, COMMON), "two");
-    std::ostringstream compact;
-    builder.write(compact, false);
-    EXPECT_EQ("{\"events\":{\"test:a\":{\"id\":1,\"fields\":{}},\"test:b\":{\"id\":2,\"fields\":{"
-              "\"name\":{\"type\":\"char[8]\",\"offset\":8,\"size\":8},"
-              "\"where\":{\"type\":\"void *\",\"offset\":16,\"size\":8,\"cast\":\"address64_t\"}}}},"
-              "\"common\":{\"fields\":{"
-              "\"common_type\":{\"type\":\"unsigned short\",\"offset\":0,\"size\":2,\"cast\":\"uint16_t\"},"
-              "\"common_pid\":{\"type\":\"int\",\"offset\":4,\"size\":4,\"cast\":\"int32_t\"},"
-              "\"common_tid\":{\"type\":\"__ancillary_tid\"},\"common_cpu\":{\"type\":\"__ancillary_cpu\"}}}}",
-              compact.str());
 }

@@ -1,6 +1,5 @@
 #include "eventdb/TracingDataParser.h"
 #include "eventdb/PerfFileTracingData.h"
-#include "eventdb/TraceFormatParser.h"
 
 #include "tests/perfevents/PerfTestFiles.h"
 
@@ -48,23 +47,6 @@ std::vector<TraceEventFormat> parse(const std::string& bytes) {
 }
 
 } // namespace
-
-TEST(TracingDataParser, ReadsTheSectionOfARecording) {
-    std::vector<unsigned char> section = schedSection();
-    TracingDataParser parser(section.data(), section.size());
-    std::vector<TraceEventFormat> formats = parser.parse();
-    EXPECT_EQ("0.6", parser.getVersion());
-    EXPECT_EQ(8u, parser.getLongSize());
-    EXPECT_EQ(4096u, parser.getPageSize());
-    ASSERT_EQ(4u, formats.size());
-    for (const TraceEventFormat& format : formats) {
-        std::string text =
-            perftest::readText(PLOTWRIGHT_TEST_DATA "/recordings/formats/sched/" + format.name + "/format");
-        TraceEventFormat fromTracefs = eventdb::TraceFormatParser::parse(text.data(), text.size());
-        fromTracefs.system = "sched";
-        EXPECT_EQ(fromTracefs, format) << format.name;
-    }
-}
 
 TEST(TracingDataParser, BigEndianSectionWithFtraceFormats) {
     SectionWriter w(true);

@@ -16,7 +16,7 @@ struct Result {
 };
 
 // Parses from a string or, with stream set, from a stream holding it.
-Result parse(const std::string& text, bool stream) {
+Result parse(const std::string& text, bool stream = false) {
     JSONData* node = new JSONData();
     node->retain();
     std::istringstream in(text);
@@ -27,13 +27,6 @@ Result parse(const std::string& text, bool stream) {
     node->toJsonString(out, false, 4);
     node->release();
     return {ok, out, error};
-}
-
-Result parseText(const std::string& text) {
-    return parse(text, false);
-}
-Result parseStream(const std::string& text) {
-    return parse(text, true);
 }
 
 const char* const TEXT_ERROR = "JSONData::setFromJsonString(): syntax error: ";
@@ -57,7 +50,7 @@ TEST(JSONDataParser, LenientForms) {
         {"[1e5, -2.5E-1, 1.e+2]", "[100000,-0.25,100]"},
     };
     for (const auto& c : cases) {
-        Result r = parseText(c.text);
+        Result r = parse(c.text);
         EXPECT_TRUE(r.ok) << c.text;
         EXPECT_EQ(c.compact, r.compact) << c.text;
         EXPECT_EQ("", r.error) << c.text;
@@ -106,13 +99,13 @@ TEST(JSONDataParser, ErrorsAreReportedOnce) {
         {"\x01", "missing value"},
     };
     for (const auto& c : cases) {
-        Result r = parseText(c.text);
+        Result r = parse(c.text);
         EXPECT_FALSE(r.ok) << c.text;
         std::string expected = *c.message ? std::string(TEXT_ERROR) + c.message + "\n" : "";
         EXPECT_EQ(expected, r.error) << c.text;
     }
     // The stream form names itself in its reports.
-    Result s = parseStream("[1 2]");
+    Result s = parse("[1 2]", true);
     EXPECT_EQ("JSONData::setFromStream(): syntax error: array comma or end expected\n", s.error);
     const char* nullText = nullptr;
     JSONData n;
@@ -120,7 +113,7 @@ TEST(JSONDataParser, ErrorsAreReportedOnce) {
 }
 
 TEST(JSONDataParser, FailedParseKeepsCompletedMembers) {
-    Result r = parseText(R"({"a":[1,2],"b":[3,)");
+    Result r = parse(R"({"a":[1,2],"b":[3,)");
     EXPECT_FALSE(r.ok);
     EXPECT_EQ(R"({"a":[1,2]})", r.compact);
 
@@ -148,10 +141,10 @@ TEST(JSONDataParser, StreamForm) {
     EXPECT_DOUBLE_EQ(-12.5, static_cast<double>(node->doubleValue()));
     EXPECT_FALSE(number.fail());
 
-    Result r = parseStream("// c\n{\"x\":\"y\\u0041\",\"n\":[true,null,-3]}");
+    Result r = parse("// c\n{\"x\":\"y\\u0041\",\"n\":[true,null,-3]}", true);
     EXPECT_TRUE(r.ok);
     EXPECT_EQ(R"({"x":"yA","n":[true,null,-3]})", r.compact);
-    EXPECT_FALSE(parseStream("").ok);
-    EXPECT_EQ("", parseStream("  ").error);
+    EXPECT_FALSE(parse("", true).ok);
+    EXPECT_EQ("", parse("  ", true).error);
     node->release();
 }

@@ -175,12 +175,6 @@ TEST(JSONData, NumberText) {
     EXPECT_EQ("-9223372036854775808", out);
 }
 
-TEST(JSONData, StringEscapes) {
-    std::string out;
-    JSONData::quoteJsonString(std::string("a\"b\\c\b\f\n\r\t/\x01\xC3\x7F", 14), out);
-    EXPECT_EQ("\"a\\\"b\\\\c\\b\\f\\n\\r\\t/\\u0001\xEF\xBF\xBD\x7F\"", out);
-}
-
 TEST(JSONData, PrettyAndCompactLayouts) {
     JSONData* root = parse(R"({"a":[1,{}],"b":{"c":[]},"d":"x"})");
     EXPECT_EQ("{\n \"a\": [\n  1,\n  {\n  }\n ],\n \"b\": {\n  \"c\": [\n  ]\n },\n \"d\": \"x\"\n}", pretty(root));

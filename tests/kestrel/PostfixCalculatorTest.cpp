@@ -125,16 +125,3 @@ TEST(PostfixCalculator, TokenForms) {
     EXPECT_EQ(calc.eval(result, {}), 0);
     EXPECT_EQ(result, 5);
 }
-
-TEST(PostfixCalculator, Messages) {
-    EXPECT_STREQ(PostfixErrors::getMessage(PostfixErrors::OK), "Ok");
-    EXPECT_STREQ(PostfixErrors::getMessage(PostfixErrors::DIVIDE_BY_ZERO), "Divide by zero");
-    EXPECT_STREQ(PostfixErrors::getMessage(2), "Not enough variables for evaluation");
-    EXPECT_STREQ(PostfixErrors::getMessage(3), "Bad expression");
-    EXPECT_STREQ(PostfixErrors::getMessage(4), "Bad stack result");
-    EXPECT_STREQ(PostfixErrors::getMessage(5), "Expression stack underflow");
-    EXPECT_STREQ(PostfixErrors::getMessage(6), "Expression stack overflow");
-    EXPECT_STREQ(PostfixErrors::getMessage(PostfixErrors::NO_EXPRESSION), "No Expression");
-    EXPECT_STREQ(PostfixErrors::getMessage(9), "Unknown status");
-    EXPECT_STREQ(PostfixErrors::getMessage(-1), "Unknown status");
-}

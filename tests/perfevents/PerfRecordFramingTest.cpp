@@ -15,6 +15,7 @@ using perfdatawriter::Bytes;
 using perfdatawriter::PerfDataWriter;
 using perfevents::PerfRecordFileReader;
 using perftest::Collector;
+using perftest::walkBytes;
 
 namespace {
 
@@ -74,26 +75,6 @@ std::string digest(const Collector& collector) {
         out << c.pid << '/' << c.tid << '/' << c.comm << ' ';
     out << "\ncloses " << collector.closes;
     return out.str();
-}
-
-// Walks the recording in the stream; returns the log. Set-up failures propagate.
-std::string walkStream(std::istream& input, Collector& collector, bool decode = true) {
-    testing::internal::CaptureStdout();
-    try {
-        PerfRecordFileReader reader(input, decode);
-        reader.parseEvents(collector);
-    } catch (...) {
-        kestrel::Logger::flushAll();
-        testing::internal::GetCapturedStdout();
-        throw;
-    }
-    kestrel::Logger::flushAll();
-    return testing::internal::GetCapturedStdout();
-}
-
-std::string walkBytes(const Bytes& bytes, Collector& collector, bool decode = true) {
-    std::istringstream input(std::string(bytes.begin(), bytes.end()));
-    return walkStream(input, collector, decode);
 }
 
 // The warnings and errors of a log.
@@ -428,36 +409,6 @@ TEST(PerfRecordFramingTest, RoundsOfCpuBuffersComeOutInTimeOrder) {
     }
 }
 
-namespace {
-struct SeenRead {
-    std::size_t attribute;
-    unsigned long long time, period;
-    unsigned int pid, cpu;
-    std::size_t callchain, readBytes;
-    std::vector<unsigned char> raw;
-};
-
-class ReadCollector : public perfevents::PerfEventDataListener {
-public:
-    explicit ReadCollector(const PerfRecordFileReader& reader) : reader(reader) {}
-    void onEventData(const perfevents::PerfEventData& record) override {
-        if (record.getType() != perfevents::PerfEventData::TYPE_SAMPLE)
-            return;
-        const auto& s = static_cast<const perfevents::PerfEventDataSample&>(record);
-        std::size_t index = 0;
-        while (index < reader.getAttributes().size() && &reader.getAttributes()[index] != &s.getAttribute())
-            ++index;
-        seen.push_back({index, s.getTime(), s.getPeriod(), s.getPid(), static_cast<unsigned int>(s.getCpu()),
-                        s.getCallchain().size(), s.getReadValues().size(),
-                        std::vector<unsigned char>(s.getRawData(), s.getRawData() + s.getRawSize())});
-    }
-    void onClose() override {}
-
-    const PerfRecordFileReader& reader;
-    std::vector<SeenRead> seen;
-};
-} // namespace
-
 TEST(PerfRecordFramingTest, EachSampleIsDecodedWithTheLayoutOfItsId) {
     // A trace point, one with a call chain, a counter without raw data, and read values with lost counts, alone
     // and in a group (two values, enabled time).
@@ -489,16 +440,16 @@ TEST(PerfRecordFramingTest, EachSampleIsDecodedWithTheLayoutOfItsId) {
         std::istringstream input(std::string(bytes.begin(), bytes.end()));
         testing::internal::CaptureStdout();
         PerfRecordFileReader reader(input, true);
-        ReadCollector collector(reader);
+        Collector collector;
         reader.parseEvents(collector);
         kestrel::Logger::flushAll();
         const std::string log = testing::internal::GetCapturedStdout();
         ASSERT_EQ(5u, reader.getAttributes().size());
-        ASSERT_EQ(7u, collector.seen.size());
+        ASSERT_EQ(7u, collector.samples.size());
         for (std::uint32_t i = 0; i < 7; ++i) {
             SCOPED_TRACE("sample " + std::to_string(i));
-            const SeenRead& seen = collector.seen[i];
-            EXPECT_EQ(attributeOf[i], seen.attribute);
+            const perftest::SeenSample& seen = collector.samples[i];
+            EXPECT_EQ(&reader.getAttributes()[attributeOf[i]], seen.attribute);
             EXPECT_EQ(100u + i, seen.time);
             EXPECT_EQ(1000u + i, seen.period);
             EXPECT_EQ(i % 2, seen.cpu);

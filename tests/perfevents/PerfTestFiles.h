@@ -7,6 +7,7 @@
 #include "perfevents/PerfEventDataComm.h"
 #include "perfevents/PerfEventDataListener.h"
 #include "perfevents/PerfEventDataSample.h"
+#include "perfevents/PerfRecordFileReader.h"
 #include "tools/perfdatawriter/PerfDataWriter.h"
 
 #include <gtest/gtest.h>
@@ -18,6 +19,7 @@
 #include <iterator>
 #include <map>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -132,6 +134,9 @@ struct SeenSample {
     unsigned int pid, tid;
     unsigned long long cpu;
     std::vector<unsigned char> raw;
+    unsigned long long period;
+    std::size_t callchain, readBytes;
+    const perfevents::PerfEventAttribute* attribute;
 };
 
 struct SeenComm {
@@ -147,7 +152,8 @@ public:
         if (record.getType() == perfevents::PerfEventData::TYPE_SAMPLE) {
             const auto& s = static_cast<const perfevents::PerfEventDataSample&>(record);
             samples.push_back({s.getTime(), s.getPid(), s.getTid(), s.getCpu(),
-                               std::vector<unsigned char>(s.getRawData(), s.getRawData() + s.getRawSize())});
+                               std::vector<unsigned char>(s.getRawData(), s.getRawData() + s.getRawSize()),
+                               s.getPeriod(), s.getCallchain().size(), s.getReadValues().size(), &s.getAttribute()});
         } else if (record.getType() == perfevents::PerfEventData::TYPE_COMM) {
             const auto& c = static_cast<const perfevents::PerfEventDataComm&>(record);
             comms.push_back({c.getPid(), c.getTid(), c.getComm()});
@@ -160,6 +166,23 @@ public:
     std::vector<SeenComm> comms;
     int closes = 0;
 };
+
+/// Walks the recording in the bytes and returns the log; set-up failures propagate.
+inline std::string walkBytes(const perfdatawriter::Bytes& bytes, perfevents::PerfEventDataListener& listener,
+                             bool decode = true) {
+    std::istringstream input(std::string(bytes.begin(), bytes.end()));
+    testing::internal::CaptureStdout();
+    try {
+        perfevents::PerfRecordFileReader reader(input, decode);
+        reader.parseEvents(listener);
+    } catch (...) {
+        kestrel::Logger::flushAll();
+        testing::internal::GetCapturedStdout();
+        throw;
+    }
+    kestrel::Logger::flushAll();
+    return testing::internal::GetCapturedStdout();
+}
 
 } // namespace perftest
 

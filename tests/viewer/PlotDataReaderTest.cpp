@@ -1,8 +1,6 @@
 #include "viewer/PlotDataReader.h"
 #include "viewer/PlotDataError.h"
 
-#include "ViewerTestDocuments.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -32,26 +30,6 @@ std::string errorOf(const std::string& text) {
 }
 
 } // namespace
-
-TEST(PlotDataReaderTest, DescribesSeriesAndTimeRange) {
-    std::vector<PlotDocument> documents = PlotDataReader::readText(VIEWER_TEST_DOCUMENT, "test.json");
-    ASSERT_EQ(1u, documents.size());
-    const PlotDocument& document = documents[0];
-    ASSERT_EQ(3u, document.series.size());
-    EXPECT_EQ(2u, document.dictionaries.size());
-    EXPECT_EQ(8, document.points);
-    EXPECT_DOUBLE_EQ(100.5, document.startTime);
-    EXPECT_DOUBLE_EQ(101.25, document.endTime);
-    EXPECT_TRUE(document.series[0].isState);
-    EXPECT_FALSE(document.series[0].hasKey);
-    EXPECT_TRUE(document.series[1].hasKey && document.series[1].hasMagnitude);
-    EXPECT_EQ(4, document.series[1].columns());
-    EXPECT_EQ(3, document.series[1].magnitudeColumn());
-    EXPECT_FALSE(document.series[2].isState);
-    EXPECT_EQ("Prio", document.series[2].label);
-    EXPECT_EQ("CPUs", document.series[2].group);
-    EXPECT_EQ(2, document.series[2].index);
-}
 
 TEST(PlotDataReaderTest, SplitsAppendedDocuments) {
     const std::string one = R"([{"label": "a", "time": 1, "type": "long", "data": [[0, 1]]}])";
