@@ -11,12 +11,7 @@ using perftest::Collector;
 
 namespace {
 perfdatawriter::Attribute traceAttribute(unsigned int byteSize = 112) {
-    perfdatawriter::Attribute attribute;
-    attribute.config = 372;
-    attribute.sampleType = 0x10587;
-    attribute.byteSize = byteSize;
-    attribute.ids = {40, 41};
-    return attribute;
+    return perftest::traceAttribute({40, 41}, 0x10587, 0, byteSize);
 }
 
 PerfDataWriter oneAttribute() {

@@ -15,26 +15,16 @@ using perfdatawriter::Bytes;
 using perfdatawriter::PerfDataWriter;
 using perfevents::PerfRecordFileReader;
 using perftest::Collector;
+using perftest::traceAttribute;
 using perftest::walkBytes;
 
 namespace {
 
 const std::uint64_t TRACE_SAMPLE_TYPE = 0x10587; // identifier, ip, tid, time, cpu, period, raw
 
-perfdatawriter::Attribute attribute(std::vector<std::uint64_t> ids, std::uint64_t sampleType = TRACE_SAMPLE_TYPE,
-                                    std::uint64_t readFormat = 0) {
-    perfdatawriter::Attribute fields;
-    fields.config = 372;
-    fields.sampleType = sampleType;
-    fields.readFormat = readFormat;
-    fields.ids = ids;
-    fields.byteSize = 96;
-    return fields;
-}
-
 PerfDataWriter traceWriter() {
     PerfDataWriter writer;
-    writer.addAttribute(attribute({40, 41}));
+    writer.addAttribute(traceAttribute());
     writer.minimumFileSize = 0;
     return writer;
 }
@@ -224,7 +214,7 @@ TEST(PerfRecordFramingTest, CompressedPiecesMayEndAnywhereInARecord) {
 
     // Pipe mode: the compression method comes as a feature record. An unknown method skips with a count.
     PerfDataWriter pipe;
-    pipe.addAttribute(attribute({40, 41}));
+    pipe.addAttribute(traceAttribute());
     pipe.addRawData(pieces);
     Bytes zstd(20, 0), unknown(20, 0);
     zstd[4] = 1;
@@ -413,13 +403,13 @@ TEST(PerfRecordFramingTest, EachSampleIsDecodedWithTheLayoutOfItsId) {
     // A trace point, one with a call chain, a counter without raw data, and read values with lost counts, alone
     // and in a group (two values, enabled time).
     PerfDataWriter writer;
-    writer.addAttribute(attribute({10, 11}));
-    writer.addAttribute(attribute({20}, TRACE_SAMPLE_TYPE | 0x20));
-    perfdatawriter::Attribute counter = attribute({30}, TRACE_SAMPLE_TYPE & ~0x400ULL);
+    writer.addAttribute(traceAttribute({10, 11}));
+    writer.addAttribute(traceAttribute({20}, TRACE_SAMPLE_TYPE | 0x20));
+    perfdatawriter::Attribute counter = traceAttribute({30}, TRACE_SAMPLE_TYPE & ~0x400ULL);
     counter.type = 1;
     writer.addAttribute(counter);
-    writer.addAttribute(attribute({40}, TRACE_SAMPLE_TYPE | 0x10, 0x4 | 0x10));
-    writer.addAttribute(attribute({50, 51}, TRACE_SAMPLE_TYPE | 0x10, 0x8 | 0x4 | 0x10 | 0x1));
+    writer.addAttribute(traceAttribute({40}, TRACE_SAMPLE_TYPE | 0x10, 0x4 | 0x10));
+    writer.addAttribute(traceAttribute({50, 51}, TRACE_SAMPLE_TYPE | 0x10, 0x8 | 0x4 | 0x10 | 0x1));
 
     const std::uint64_t ids[] = {10, 20, 30, 40, 50, 11, 51, 99};
     const std::size_t attributeOf[] = {0, 1, 2, 3, 4, 0, 4};

@@ -96,6 +96,19 @@ inline kestrel::ByteBufferViewport viewOf(const perfdatawriter::Bytes& bytes) {
     return kestrel::ByteBufferViewport(const_cast<unsigned char*>(bytes.data()), size, size);
 }
 
+/// A trace point attribute (config 372) sampling identifier, ip, tid, time, cpu, period and raw data.
+inline perfdatawriter::Attribute traceAttribute(std::vector<std::uint64_t> ids = {40, 41},
+                                                std::uint64_t sampleType = 0x10587, std::uint64_t readFormat = 0,
+                                                unsigned int byteSize = 96) {
+    perfdatawriter::Attribute fields;
+    fields.config = 372;
+    fields.sampleType = sampleType;
+    fields.readFormat = readFormat;
+    fields.ids = ids;
+    fields.byteSize = byteSize;
+    return fields;
+}
+
 /// Decodes an attribute as the test writer encodes it.
 inline perfevents::PerfEventAttribute decodeAttribute(const perfdatawriter::Attribute& fields,
                                                       const std::vector<unsigned long long>& ids = {}) {
