@@ -4,6 +4,7 @@
 #include "eventdb/EventDatabaseBuilder.h"
 #include "eventdb/EventSourceLoader.h"
 #include "eventdb/TraceFormatParser.h"
+#include "kestrel/OptionProblem.h"
 
 #include <unistd.h>
 
@@ -84,10 +85,8 @@ int main(int argc, char* argv[]) {
         case 's':
             defaultSystem = optarg;
             break;
-        case ':':
-            return fail(std::string("option -") + static_cast<char>(optopt) + " needs an argument (see -h)");
         default:
-            return fail(std::string("unknown option -") + static_cast<char>(optopt) + " (see -h)");
+            return fail(kestrel::optionProblem(option, optopt));
         }
     }
     if (!defaultSystem.empty() && !eventdb::TraceFormatParser::isValidName(defaultSystem)) {

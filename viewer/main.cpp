@@ -1,5 +1,6 @@
 // plotwright-view: shows what plotwright writes, as one self-contained HTML page or as a trace for trace viewers.
 
+#include "kestrel/OptionProblem.h"
 #include "viewer/OutputFile.h"
 #include "viewer/PageWriter.h"
 #include "viewer/PlotDataReader.h"
@@ -52,10 +53,8 @@ int main(int argc, char* argv[]) {
         case 'f':
             format = optarg;
             break;
-        case ':':
-            return fail(std::string("option -") + static_cast<char>(optopt) + " needs an argument (see -h)");
         default:
-            return fail(std::string("unknown option -") + static_cast<char>(optopt) + " (see -h)");
+            return fail(kestrel::optionProblem(option, optopt));
         }
     }
     if (format != "html" && format != "trace") {

@@ -16,27 +16,7 @@
 #include <stdexcept>
 #include <string>
 
-static unsigned long long allocatedBytes = 0;
-
-// The replacements below pair operator new with free on purpose; GCC cannot see that once they are inlined.
-#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 11
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#endif
-
-void* operator new(std::size_t size) {
-    allocatedBytes += size;
-    void* p = std::malloc(size == 0 ? 1 : size);
-    if (p == nullptr) {
-        throw std::bad_alloc();
-    }
-    return p;
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
+#include "tools/common/CountedAllocations.h"
 
 namespace {
 
@@ -65,14 +45,14 @@ struct Cost {
 };
 
 Cost measure(const std::string& text) {
-    unsigned long long before = allocatedBytes;
+    unsigned long long before = counted::bytes.load();
     auto start = std::chrono::steady_clock::now();
     eventdb::TraceEventFormat format = eventdb::TraceFormatParser::parse(text.data(), text.size());
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (format.fields.empty()) {
         throw std::runtime_error("no fields parsed");
     }
-    return Cost{seconds, static_cast<double>(allocatedBytes - before) / static_cast<double>(text.size())};
+    return Cost{seconds, static_cast<double>(counted::bytes.load() - before) / static_cast<double>(text.size())};
 }
 
 } // namespace

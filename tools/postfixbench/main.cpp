@@ -18,27 +18,7 @@
 #include <string>
 #include <vector>
 
-static std::atomic<long> allocations{0};
-
-// The replacements below pair operator new with free on purpose; GCC cannot see that once they are inlined.
-#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 11
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#endif
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    void* p = std::malloc(size == 0 ? 1 : size);
-    if (p == nullptr) {
-        throw std::bad_alloc();
-    }
-    return p;
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
+#include "tools/common/CountedAllocations.h"
 
 static const char* const DEFAULT_FORMULA = "$0 $1 > $2 0 != &&";
 
@@ -90,7 +70,7 @@ int main(int argc, char** argv) {
 
     double best = 1e30;
     double sum = 0;
-    long allocationsBefore = allocations.load();
+    long allocationsBefore = static_cast<long>(counted::allocations.load());
     for (int round = 0; round < 5; ++round) {
         auto start = std::chrono::steady_clock::now();
         for (long i = 0; i < evaluations; ++i) {
@@ -102,7 +82,7 @@ int main(int argc, char** argv) {
         double ns = std::chrono::duration<double, std::nano>(stop - start).count() / static_cast<double>(evaluations);
         best = std::min(best, ns);
     }
-    long allocated = allocations.load() - allocationsBefore;
+    long allocated = static_cast<long>(counted::allocations.load()) - allocationsBefore;
 
     std::printf("formula: %s (%zu tokens)\n", formula.c_str(), tokens.size());
     std::printf("evaluations: 5 rounds of %ld\n", evaluations);
