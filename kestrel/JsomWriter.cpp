@@ -159,7 +159,7 @@ void reportNoContainer(const char* operation, const char* container, char state)
 
 } // namespace
 
-JsomWriter::JsomWriter(std::ostream* stream) : out(stream) {}
+JsomWriter::JsomWriter(std::ostream* stream) : out(stream), buffer(new char[BUFFER_SIZE]) {}
 
 JsomWriter::~JsomWriter() {
     end();
@@ -167,22 +167,25 @@ JsomWriter::~JsomWriter() {
 
 // ---- Low-level output ----
 
-void JsomWriter::write(const char* text, int length) {
-    if (length <= 0) {
-        return;
-    }
-    column += length;
-    // Straight to the stream buffer: a sentry per token would cost more than the token itself.
-    if (out && out->rdbuf()->sputn(text, length) != length) {
-        out->setstate(std::ios::badbit);
+void JsomWriter::_flushBuffer() {
+    if (used > 0) {
+        if (out && out->rdbuf()->sputn(buffer.get(), used) != used) {
+            out->setstate(std::ios::badbit);
+        }
+        used = 0;
     }
 }
 
-void JsomWriter::writeChar(char c) {
-    ++column;
-    if (out && std::ostream::traits_type::eq_int_type(out->rdbuf()->sputc(c), std::ostream::traits_type::eof())) {
-        out->setstate(std::ios::badbit);
+void JsomWriter::_writeThrough(const char* text, int length) {
+    _flushBuffer();
+    if (length > BUFFER_SIZE / 2 || state == 0) {
+        if (out && out->rdbuf()->sputn(text, length) != length) {
+            out->setstate(std::ios::badbit);
+        }
+        return;
     }
+    std::memcpy(buffer.get(), text, static_cast<std::size_t>(length));
+    used = length;
 }
 
 void JsomWriter::indent() {
@@ -430,6 +433,7 @@ void JsomWriter::end() {
 }
 
 void JsomWriter::flush() {
+    _flushBuffer();
     if (out) {
         out->flush();
     }

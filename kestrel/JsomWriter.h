@@ -1,7 +1,9 @@
 #ifndef KESTREL_JSOMWRITER_H
 #define KESTREL_JSOMWRITER_H
 
+#include <cstring>
 #include <iosfwd>
+#include <memory>
 #include <string>
 
 namespace kestrel {
@@ -57,17 +59,42 @@ private:
     std::ostream* out;
 
 public:
+    /// Output is gathered in a buffer of this size and handed to the stream in blocks.
+    static const int BUFFER_SIZE = 1 << 16;
+
     /// Pretty layout: line breaks and one space of indentation per level. Set it before the first call.
     bool whitespace = false;
 
 protected:
     void quote(const char* text, int length, bool verbatim);
     void indent();
-    void write(const char* text, int length);
-    void writeChar(char c);
+    void write(const char* text, int length) {
+        if (length <= 0) {
+            return;
+        }
+        column += length;
+        if (used + length > BUFFER_SIZE || state == 0) {
+            _writeThrough(text, length);
+            return;
+        }
+        std::memcpy(buffer.get() + used, text, static_cast<std::size_t>(length));
+        used += length;
+    }
+    void writeChar(char c) {
+        ++column;
+        if (used == BUFFER_SIZE || state == 0) {
+            _writeThrough(&c, 1);
+            return;
+        }
+        buffer[used++] = c;
+    }
 
 private:
     bool _prologue(const char* operation);
+    /// Hands the buffer and then text to the stream. Outside every container (state 0) nothing is held back,
+    /// so a finished document or top-level value is in the stream at once.
+    void _writeThrough(const char* text, int length);
+    void _flushBuffer();
     // Closes the innermost container when it is of the kind opened by open (close once it has members).
     void _closeContainer(const char* operation, const char* container, char open, char close);
     void _writeNumber(const char* text, int length);
@@ -76,6 +103,8 @@ private:
 
     char state = 0;
     int column = 0;
+    std::unique_ptr<char[]> buffer;
+    int used = 0;
     std::string stateStack;
 };
 
