@@ -3,10 +3,14 @@
 #include <cstdint>
 #include <new>
 #include <sys/mman.h>
+#include <system_error>
 
 namespace kestrel {
 
 HugePageArena::~HugePageArena() {
+    void* unused = _takePrepared();
+    if (unused != nullptr)
+        munmap(unused, CHUNK_SIZE);
     for (void* chunk : chunks)
         munmap(chunk, CHUNK_SIZE);
 }
@@ -16,12 +20,12 @@ HugePageArena& HugePageArena::shared() {
     return arena;
 }
 
-void HugePageArena::_newChunk() {
+void* HugePageArena::_mapChunk() {
     // Map twice the size and keep the aligned middle, so the chunk can be one huge page.
     const std::size_t mapped = 2 * CHUNK_SIZE;
     void* area = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (area == MAP_FAILED)
-        throw std::bad_alloc();
+        return nullptr;
     const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(area);
     const std::uintptr_t aligned = (start + CHUNK_SIZE - 1) / CHUNK_SIZE * CHUNK_SIZE;
     if (aligned > start)
@@ -32,9 +36,39 @@ void HugePageArena::_newChunk() {
 #ifdef MADV_HUGEPAGE
     madvise(chunk, CHUNK_SIZE, MADV_HUGEPAGE); // a hint: without huge pages the chunk works all the same
 #endif
+    return chunk;
+}
+
+void* HugePageArena::_takePrepared() {
+    if (preparing.joinable())
+        preparing.join();
+    void* chunk = prepared;
+    prepared = nullptr;
+    return chunk;
+}
+
+void HugePageArena::_newChunk() {
+    void* chunk = _takePrepared();
+    if (chunk == nullptr)
+        chunk = _mapChunk();
+    if (chunk == nullptr)
+        throw std::bad_alloc();
     chunks.push_back(chunk);
     next = static_cast<char*>(chunk);
     end = next + CHUNK_SIZE;
+    try {
+        preparing = std::thread([this] {
+            void* ahead = _mapChunk();
+            if (ahead != nullptr) {
+                // One write per small page brings in the whole chunk, as a huge page or as small ones.
+                for (std::size_t offset = 0; offset < CHUNK_SIZE; offset += 4096)
+                    static_cast<volatile char*>(ahead)[offset] = 0;
+            }
+            prepared = ahead;
+        });
+    } catch (const std::system_error&) {
+        // No thread to be had: the next chunk is mapped when it is needed.
+    }
 }
 
 void* HugePageArena::allocate(std::size_t bytes) {

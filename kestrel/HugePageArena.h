@@ -2,6 +2,7 @@
 #define KESTREL_HUGEPAGEARENA_H
 
 #include <cstddef>
+#include <thread>
 #include <vector>
 
 namespace kestrel {
@@ -12,7 +13,11 @@ namespace kestrel {
  * instead of thousands, and no heap bookkeeping per block. Freed blocks are kept per size for reuse; chunks go
  * back to the system only when the arena ends. Requests above MAX_BLOCK go to the ordinary heap.
  *
- * For one thread: the converter plots on one thread.
+ * The first touch of a chunk costs the kernel the zeroing of its 2 MiB, a good part of what a conversion spends on
+ * memory. So whenever a chunk is taken into use, a short-lived thread maps the next one and touches its pages on
+ * another core, and the chunk after is ready by the time the points reach it.
+ *
+ * Allocation and release are for one thread: the converter plots on one thread.
  */
 class HugePageArena {
 public:
@@ -34,12 +39,18 @@ public:
 
 private:
     static std::size_t _rounded(std::size_t bytes) { return (bytes + 15) / 16 * 16; }
+    /// A chunk aligned to its size, or null when the system has no memory for it.
+    static void* _mapChunk();
     void _newChunk();
+    /// Waits for the chunk being prepared; returns it (or null) and leaves no chunk in preparation.
+    void* _takePrepared();
 
     std::vector<void*> chunks;
     char* next = nullptr;
     char* end = nullptr;
     std::vector<std::vector<void*>> freeBlocks; // index: rounded size / 16
+    std::thread preparing;                      // maps and touches the next chunk
+    void* prepared = nullptr;                   // its result, read after the thread is joined
 };
 
 } // namespace kestrel
