@@ -15,5 +15,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
+# Linked statically: qemu-user 7.2 hangs when a dynamically linked aarch64 program starts a thread, and the
+# converter reads, plots and writes on more than one.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
+set(ZSTD_LIBRARY /usr/lib/aarch64-linux-gnu/libzstd.a CACHE FILEPATH "the static zstd library of the target")
+
 find_program(PLOTWRIGHT_QEMU qemu-aarch64 REQUIRED)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${PLOTWRIGHT_QEMU} -L /usr/aarch64-linux-gnu)
