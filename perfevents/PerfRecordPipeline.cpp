@@ -1,0 +1,106 @@
+#include "perfevents/PerfRecordPipeline.h"
+
+#include <chrono>
+
+namespace perfevents {
+
+PerfRecordPipeline::PerfRecordPipeline(std::size_t batchSize, unsigned int batches)
+    : batchSize(batchSize), sizes(batches < 2 ? 2 : batches, 0), filling(0), handed(0), returned(0), taking(false),
+      finished(false), cancelled(false) {
+    for (std::size_t i = 0; i < sizes.size(); ++i)
+        buffers.emplace_back(new unsigned char[batchSize]);
+}
+
+PerfRecordPipeline::~PerfRecordPipeline() {
+    stop();
+}
+
+template <typename Condition> void PerfRecordPipeline::_wait(std::unique_lock<std::mutex>& lock, Condition condition) {
+    while (!condition())
+        changed.wait_for(lock, std::chrono::milliseconds(2));
+}
+
+void PerfRecordPipeline::start(std::function<void()> produce) {
+    thread = std::thread([this, produce] { _run(produce); });
+}
+
+void PerfRecordPipeline::_run(const std::function<void()>& produce) {
+    std::exception_ptr thrown;
+    try {
+        produce();
+        if (filling > 0)
+            _handOver(false);
+    } catch (const Cancelled&) {
+    } catch (...) {
+        thrown = std::current_exception();
+        if (filling > 0)
+            _handOver(false);
+    }
+    std::lock_guard<std::mutex> lock(mutex);
+    error = thrown;
+    finished = true;
+    changed.notify_all();
+}
+
+void PerfRecordPipeline::_handOver(bool waitForRoom) {
+    std::unique_lock<std::mutex> lock(mutex);
+    sizes[handed % sizes.size()] = filling;
+    ++handed;
+    filling = 0;
+    changed.notify_all();
+    if (waitForRoom) {
+        _wait(lock, [this] { return cancelled || handed - returned < sizes.size(); });
+        if (cancelled)
+            throw Cancelled();
+    }
+}
+
+unsigned char* PerfRecordPipeline::append(std::size_t size) {
+    if (filling + size > batchSize)
+        _handOver(true);
+    unsigned char* at = buffers[handed % sizes.size()].get() + filling;
+    filling += size;
+    return at;
+}
+
+void PerfRecordPipeline::drain() {
+    if (filling > 0)
+        _handOver(false);
+    std::unique_lock<std::mutex> lock(mutex);
+    _wait(lock, [this] { return cancelled || (returned == handed && !taking); });
+    if (cancelled)
+        throw Cancelled();
+}
+
+bool PerfRecordPipeline::next(const unsigned char*& data, std::size_t& size) {
+    std::unique_lock<std::mutex> lock(mutex);
+    if (taking) {
+        taking = false;
+        ++returned;
+        changed.notify_all();
+    }
+    _wait(lock, [this] { return handed > returned || finished; });
+    if (handed > returned) {
+        taking = true;
+        data = buffers[returned % sizes.size()].get();
+        size = sizes[returned % sizes.size()];
+        return true;
+    }
+    lock.unlock();
+    stop();
+    if (error)
+        std::rethrow_exception(error);
+    return false;
+}
+
+void PerfRecordPipeline::stop() {
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        cancelled = true;
+        changed.notify_all();
+    }
+    if (thread.joinable())
+        thread.join();
+}
+
+} // namespace perfevents

@@ -1,0 +1,75 @@
+#ifndef PERFEVENTS_PERFRECORDPIPELINE_H
+#define PERFEVENTS_PERFRECORDPIPELINE_H
+
+#include <condition_variable>
+#include <cstddef>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace perfevents {
+
+/// Hands bytes from a thread of its own (the producer: reading, framing and ordering records) to the thread that
+/// started it (the consumer: decoding and delivering them) in batches. The batches form a ring of a few fixed
+/// buffers, so memory stays bounded and nothing is allocated per batch: the producer fills one while the
+/// consumer works through those handed over before, and waits when all are handed over.
+///
+/// Every wait is a short timed wait that checks its condition again, so a wake-up that gets lost (as seen under
+/// emulators) costs milliseconds, never a hang. An exception of the producer reaches the consumer after all that
+/// was produced before it; a consumer that stops early (stop(), or the destructor while unwinding) makes the
+/// producer leave at its next hand-over, and joins it.
+class PerfRecordPipeline {
+public:
+    static const std::size_t DEFAULT_BATCH_SIZE = 1u << 20;
+    static const unsigned int DEFAULT_BATCHES = 4;
+
+    explicit PerfRecordPipeline(std::size_t batchSize = DEFAULT_BATCH_SIZE, unsigned int batches = DEFAULT_BATCHES);
+    /// Stops and joins the producer if it still runs.
+    ~PerfRecordPipeline();
+    PerfRecordPipeline(const PerfRecordPipeline&) = delete;
+    PerfRecordPipeline& operator=(const PerfRecordPipeline&) = delete;
+
+    /// Runs produce on the producer thread; the pipeline ends when it returns or throws.
+    void start(std::function<void()> produce);
+
+    /// Producer: room for size bytes (at most the batch size) at the end of the batch being filled, handing that
+    /// batch over first when they do not fit. The bytes belong to the batch at once.
+    unsigned char* append(std::size_t size);
+    /// Producer: hands over what has been filled and waits until the consumer has worked through all of it and
+    /// waits itself, so that state the consumer reads may be changed.
+    void drain();
+
+    /// Consumer: gives back the batch taken last and takes the next; false when the producer has ended and every
+    /// batch was taken. Rethrows the producer's exception then.
+    bool next(const unsigned char*& data, std::size_t& size);
+    /// Consumer: makes the producer stop and joins it.
+    void stop();
+
+private:
+    struct Cancelled {};
+    void _handOver(bool waitForRoom);
+    void _run(const std::function<void()>& produce);
+    template <typename Condition> void _wait(std::unique_lock<std::mutex>& lock, Condition condition);
+
+    const std::size_t batchSize;
+    std::vector<std::unique_ptr<unsigned char[]>> buffers;
+    std::vector<std::size_t> sizes;
+    std::size_t filling; // bytes of the producer's batch filled so far
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    unsigned long long handed;   // batches handed over
+    unsigned long long returned; // batches given back
+    bool taking;                 // the consumer holds batch number returned
+    bool finished;
+    bool cancelled;
+    std::exception_ptr error;
+    std::thread thread;
+};
+
+} // namespace perfevents
+
+#endif
