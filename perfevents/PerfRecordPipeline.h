@@ -23,7 +23,7 @@ namespace perfevents {
 /// producer leave at its next hand-over, and joins it.
 class PerfRecordPipeline {
 public:
-    static const std::size_t DEFAULT_BATCH_SIZE = 1u << 20;
+    static const std::size_t DEFAULT_BATCH_SIZE = 256u << 10;
     static const unsigned int DEFAULT_BATCHES = 4;
 
     explicit PerfRecordPipeline(std::size_t batchSize = DEFAULT_BATCH_SIZE, unsigned int batches = DEFAULT_BATCHES);
