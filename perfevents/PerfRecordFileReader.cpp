@@ -496,10 +496,14 @@ void PerfRecordFileReader::parseEvents(PerfEventDataListener& target) {
         timeLookup.reset(new PerfRecordTimeLookup(attributes));
         PerfRecordPipeline records;
         pipeline = &records;
-        struct Detach {
+        struct Detach { // also when the listener throws: the reading thread ends before the pointer goes
+            PerfRecordPipeline& records;
             PerfRecordPipeline*& pipeline;
-            ~Detach() { pipeline = nullptr; }
-        } detach{pipeline};
+            ~Detach() {
+                records.stop();
+                pipeline = nullptr;
+            }
+        } detach{records, pipeline};
         records.start([this] {
             _walk();
             queue->flush();
