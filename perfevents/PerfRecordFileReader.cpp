@@ -480,11 +480,19 @@ void PerfRecordFileReader::_walk() {
         pendingRecord = false;
         _handleRecord(pending, false);
     }
+    // The count is published every 64 KiB and at the end: written after every record, its cache line would
+    // move to the delivering thread's processor and back for every record.
+    const unsigned long long STEP = 1u << 16;
+    unsigned long long published = dataConsumed.load(std::memory_order_relaxed);
     PerfRecordView record;
     while (!stopped && framer->next(record)) {
         _handleRecord(record, false);
-        dataConsumed.store(framer->getConsumed(), std::memory_order_relaxed);
+        if (framer->getConsumed() - published >= STEP) {
+            published = framer->getConsumed();
+            dataConsumed.store(published, std::memory_order_relaxed);
+        }
     }
+    dataConsumed.store(framer->getConsumed(), std::memory_order_relaxed);
 }
 
 void PerfRecordFileReader::parseEvents(PerfEventDataListener& target) {

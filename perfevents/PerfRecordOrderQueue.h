@@ -17,7 +17,7 @@ namespace perfevents {
 /// The copies go into fixed-size chunks that are reused once all their records are released, so a record is
 /// copied once and held memory does not churn. Since the records of a round come as a few runs already in time
 /// order (one per buffer), ordering merges those runs instead of sorting: linear time for the usual round.
-class PerfRecordOrderQueue {
+class alignas(64) PerfRecordOrderQueue {
 public:
     /// Receives the records in time order; the bytes (whole record, header included) are valid during the call.
     class Receiver {

@@ -6,7 +6,7 @@ namespace perfevents {
 
 PerfRecordPipeline::PerfRecordPipeline(std::size_t batchSize, unsigned int batches)
     : batchSize(batchSize), sizes(batches < 2 ? 2 : batches, 0), filling(0), handed(0), returned(0), taking(false),
-      finished(false), cancelled(false) {
+      finished(false), cancelled(false), sleeping(0) {
     for (std::size_t i = 0; i < sizes.size(); ++i)
         buffers.emplace_back(new unsigned char[batchSize]);
 }
@@ -16,8 +16,18 @@ PerfRecordPipeline::~PerfRecordPipeline() {
 }
 
 template <typename Condition> void PerfRecordPipeline::_wait(std::unique_lock<std::mutex>& lock, Condition condition) {
-    while (!condition())
+    while (!condition()) {
+        ++sleeping;
         changed.wait_for(lock, std::chrono::milliseconds(2));
+        --sleeping;
+    }
+}
+
+void PerfRecordPipeline::_wake() {
+    // A wake-up costs a system call (and on a virtual machine an interrupt to the other processor): only when
+    // someone sleeps.
+    if (sleeping > 0)
+        changed.notify_all();
 }
 
 void PerfRecordPipeline::start(std::function<void()> produce) {
@@ -39,7 +49,7 @@ void PerfRecordPipeline::_run(const std::function<void()>& produce) {
     std::lock_guard<std::mutex> lock(mutex);
     error = thrown;
     finished = true;
-    changed.notify_all();
+    _wake();
 }
 
 void PerfRecordPipeline::_handOver(bool waitForRoom) {
@@ -47,7 +57,7 @@ void PerfRecordPipeline::_handOver(bool waitForRoom) {
     sizes[handed % sizes.size()] = filling;
     ++handed;
     filling = 0;
-    changed.notify_all();
+    _wake();
     if (waitForRoom) {
         _wait(lock, [this] { return cancelled || handed - returned < sizes.size(); });
         if (cancelled)
@@ -77,7 +87,7 @@ bool PerfRecordPipeline::next(const unsigned char*& data, std::size_t& size) {
     if (taking) {
         taking = false;
         ++returned;
-        changed.notify_all();
+        _wake();
     }
     _wait(lock, [this] { return handed > returned || finished; });
     if (handed > returned) {
@@ -97,7 +107,7 @@ void PerfRecordPipeline::stop() {
     {
         std::lock_guard<std::mutex> lock(mutex);
         cancelled = true;
-        changed.notify_all();
+        _wake();
     }
     if (thread.joinable())
         thread.join();

@@ -51,13 +51,14 @@ public:
 private:
     struct Cancelled {};
     void _handOver(bool waitForRoom);
+    void _wake();
     void _run(const std::function<void()>& produce);
     template <typename Condition> void _wait(std::unique_lock<std::mutex>& lock, Condition condition);
 
     const std::size_t batchSize;
     std::vector<std::unique_ptr<unsigned char[]>> buffers;
     std::vector<std::size_t> sizes;
-    std::size_t filling; // bytes of the producer's batch filled so far
+    alignas(64) std::size_t filling; // bytes of the producer's batch filled so far (a cache line of its own)
 
     std::mutex mutex;
     std::condition_variable changed;
@@ -66,6 +67,7 @@ private:
     bool taking;                 // the consumer holds batch number returned
     bool finished;
     bool cancelled;
+    unsigned int sleeping; // threads waiting on changed
     std::exception_ptr error;
     std::thread thread;
 };

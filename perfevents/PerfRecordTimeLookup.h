@@ -14,7 +14,7 @@ namespace perfevents {
 /// record's sample_id trailer, by the layout of the record's attribute), without decoding anything. It keeps the
 /// offsets of each attribute ready and its own cache of the last id, so the thread that orders the records can
 /// use it while another thread decodes them through the store.
-class PerfRecordTimeLookup {
+class alignas(64) PerfRecordTimeLookup {
 public:
     /// The list may grow later (attributes of a pipe); call rebuild() then.
     explicit PerfRecordTimeLookup(const boost::ptr_vector<PerfEventAttribute>& attributes);
