@@ -490,6 +490,8 @@ void PerfRecordFileReader::_walk() {
         if (framer->getConsumed() - published >= STEP) {
             published = framer->getConsumed();
             dataConsumed.store(published, std::memory_order_relaxed);
+            if (pipeline != nullptr && pipeline->stopping()) // the delivering thread has given up
+                break;
         }
     }
     dataConsumed.store(framer->getConsumed(), std::memory_order_relaxed);

@@ -1,6 +1,7 @@
 #ifndef PERFEVENTS_PERFRECORDPIPELINE_H
 #define PERFEVENTS_PERFRECORDPIPELINE_H
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <exception>
@@ -41,6 +42,8 @@ public:
     /// Producer: hands over what has been filled and waits until the consumer has worked through all of it and
     /// waits itself, so that state the consumer reads may be changed.
     void drain();
+    /// Producer: whether the consumer has stopped, so that long work without hand-overs can end early.
+    bool stopping() const { return cancelled.load(std::memory_order_relaxed); }
 
     /// Consumer: gives back the batch taken last and takes the next; false when the producer has ended and every
     /// batch was taken. Rethrows the producer's exception then.
@@ -66,7 +69,7 @@ private:
     unsigned long long returned; // batches given back
     bool taking;                 // the consumer holds batch number returned
     bool finished;
-    bool cancelled;
+    std::atomic<bool> cancelled;
     unsigned int sleeping; // threads waiting on changed
     std::exception_ptr error;
     std::thread thread;
