@@ -5,10 +5,11 @@
 namespace perfevents {
 
 PerfRecordPipeline::PerfRecordPipeline(std::size_t batchSize, unsigned int batches)
-    : batchSize(batchSize), sizes(batches < 2 ? 2 : batches, 0), filling(0), handed(0), returned(0), taking(false),
-      finished(false), cancelled(false), sleeping(0) {
+    : batchSize(batchSize), sizes(batches < 2 ? 2 : batches, 0), fillingBatch(nullptr), filling(0), handed(0),
+      returned(0), taking(false), finished(false), cancelled(false), sleeping(0) {
     for (std::size_t i = 0; i < sizes.size(); ++i)
         buffers.emplace_back(new unsigned char[batchSize]);
+    fillingBatch = buffers[0].get();
 }
 
 PerfRecordPipeline::~PerfRecordPipeline() {
@@ -57,20 +58,13 @@ void PerfRecordPipeline::_handOver(bool waitForRoom) {
     sizes[handed % sizes.size()] = filling;
     ++handed;
     filling = 0;
+    fillingBatch = buffers[handed % sizes.size()].get(); // written once the batch is given back, if it is out
     _wake();
     if (waitForRoom) {
         _wait(lock, [this] { return cancelled || handed - returned < sizes.size(); });
         if (cancelled)
             throw Cancelled();
     }
-}
-
-unsigned char* PerfRecordPipeline::append(std::size_t size) {
-    if (filling + size > batchSize)
-        _handOver(true);
-    unsigned char* at = buffers[handed % sizes.size()].get() + filling;
-    filling += size;
-    return at;
 }
 
 void PerfRecordPipeline::drain() {

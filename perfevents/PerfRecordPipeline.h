@@ -38,7 +38,13 @@ public:
 
     /// Producer: room for size bytes (at most the batch size) at the end of the batch being filled, handing that
     /// batch over first when they do not fit. The bytes belong to the batch at once.
-    unsigned char* append(std::size_t size);
+    unsigned char* append(std::size_t size) {
+        if (filling + size > batchSize)
+            _handOver(true);
+        unsigned char* at = fillingBatch + filling;
+        filling += size;
+        return at;
+    }
     /// Producer: hands over what has been filled and waits until the consumer has worked through all of it and
     /// waits itself, so that state the consumer reads may be changed.
     void drain();
@@ -61,7 +67,8 @@ private:
     const std::size_t batchSize;
     std::vector<std::unique_ptr<unsigned char[]>> buffers;
     std::vector<std::size_t> sizes;
-    alignas(64) std::size_t filling; // bytes of the producer's batch filled so far (a cache line of its own)
+    alignas(64) unsigned char* fillingBatch; // the batch the producer fills
+    std::size_t filling;                     // bytes of the producer's batch filled so far (a cache line of its own)
 
     std::mutex mutex;
     std::condition_variable changed;
