@@ -506,22 +506,17 @@ void PerfRecordFileReader::parseEvents(PerfEventDataListener& target) {
         timeLookup.reset(new PerfRecordTimeLookup(attributes));
         PerfRecordPipeline records;
         pipeline = &records;
-        struct Detach { // also when the listener throws: the reading thread ends before the pointer goes
-            PerfRecordPipeline& records;
+        struct Detach {
             PerfRecordPipeline*& pipeline;
-            ~Detach() {
-                records.stop();
-                pipeline = nullptr;
-            }
-        } detach{records, pipeline};
-        records.start([this] {
-            _walk();
-            queue->flush();
-        });
-        const unsigned char* batch = nullptr;
-        std::size_t size = 0;
-        while (records.next(batch, size))
-            _deliverBatch(batch, size);
+            ~Detach() { pipeline = nullptr; }
+        } detach{pipeline};
+        records.run(
+            [this] {
+                _walk();
+                queue->flush();
+            },
+            [this](const unsigned char* batch, std::size_t size) { _deliverBatch(batch, size); },
+            PerfRecordPipeline::isThreadWanted());
     } else {
         rawRecord.reset(new PerfEventDataUnknown(attributes.front()));
         _walk();

@@ -20,8 +20,7 @@ namespace perfevents {
 ///
 /// Every wait is a short timed wait that checks its condition again, so a wake-up that gets lost (as seen under
 /// emulators) costs milliseconds, never a hang. An exception of the producer reaches the consumer after all that
-/// was produced before it; a consumer that stops early (stop(), or the destructor while unwinding) makes the
-/// producer leave at its next hand-over, and joins it.
+/// was produced before it; a consumer that fails makes the producer leave at its next hand-over and joins it.
 class PerfRecordPipeline {
 public:
     static const std::size_t DEFAULT_BATCH_SIZE = 256u << 10;
@@ -33,8 +32,15 @@ public:
     PerfRecordPipeline(const PerfRecordPipeline&) = delete;
     PerfRecordPipeline& operator=(const PerfRecordPipeline&) = delete;
 
-    /// Runs produce on the producer thread; the pipeline ends when it returns or throws.
-    void start(std::function<void()> produce);
+    typedef std::function<void(const unsigned char* data, std::size_t size)> Consumer;
+
+    /// Runs produce on a thread of its own and, on the calling thread, consume on every batch it hands over,
+    /// until produce has ended and every batch is consumed. With threaded false, produce runs on the calling
+    /// thread and hands each batch to consume at once. Exceptions of either come out here.
+    void run(const std::function<void()>& produce, const Consumer& consume, bool threaded);
+    /// Whether the environment allows the thread: PLOTWRIGHT_READER_THREAD=0 switches it off (emulators that
+    /// cannot start threads).
+    static bool isThreadWanted();
 
     /// Producer: room for size bytes (at most the batch size) at the end of the batch being filled, handing that
     /// batch over first when they do not fit. The bytes belong to the batch at once.
@@ -51,14 +57,11 @@ public:
     /// Producer: whether the consumer has stopped, so that long work without hand-overs can end early.
     bool stopping() const { return cancelled.load(std::memory_order_relaxed); }
 
-    /// Consumer: gives back the batch taken last and takes the next; false when the producer has ended and every
-    /// batch was taken. Rethrows the producer's exception then.
-    bool next(const unsigned char*& data, std::size_t& size);
-    /// Consumer: makes the producer stop and joins it.
-    void stop();
-
 private:
     struct Cancelled {};
+    void _start(std::function<void()> produce);
+    bool _next(const unsigned char*& data, std::size_t& size);
+    void _stop();
     void _handOver(bool waitForRoom);
     void _wake();
     void _run(const std::function<void()>& produce);
@@ -80,6 +83,7 @@ private:
     unsigned int sleeping; // threads waiting on changed
     std::exception_ptr error;
     std::thread thread;
+    const Consumer* direct; // consumes the batches as they are handed over when there is no thread
 };
 
 } // namespace perfevents

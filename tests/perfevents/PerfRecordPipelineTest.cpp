@@ -109,19 +109,31 @@ TEST(PerfRecordPipelineTest, ThreadedWalkDeliversTheSingleThreadedSequence) {
     const Bytes bytes = recording(expected, second);
     ASSERT_GT(bytes.size(), 4 * perfevents::PerfRecordPipeline::DEFAULT_BATCH_SIZE);
 
-    std::istringstream input(std::string(bytes.begin(), bytes.end()));
-    PerfRecordFileReader reader(input, true);
-    Sequence seen;
-    testing::internal::CaptureStdout();
-    reader.parseEvents(seen);
-    kestrel::Logger::flushAll();
-    EXPECT_EQ(std::string::npos, testing::internal::GetCapturedStdout().find("WARN"));
-    EXPECT_EQ(1, seen.closes);
-    ASSERT_EQ(2u, reader.getAttributes().size());
-    ASSERT_EQ(expected, seen.tags);
-    for (const auto& sample : seen.samples)
-        ASSERT_EQ(&reader.getAttributes()[second[sample.first] ? 1 : 0], sample.second) << "sample " << sample.first;
-    EXPECT_EQ(bytes.size() - PerfRecordFileReader::PIPE_HEADER_SIZE, reader.getDataConsumed());
+    // With the reading thread (unless the environment rules it out: emulators that cannot start threads), and
+    // without it.
+    const bool threadsWanted = perfevents::PerfRecordPipeline::isThreadWanted();
+    for (const char* threaded : {"1", "0"}) {
+        SCOPED_TRACE(std::string("PLOTWRIGHT_READER_THREAD=") + threaded);
+        if (!threadsWanted && threaded[0] == '1')
+            continue;
+        setenv("PLOTWRIGHT_READER_THREAD", threaded, 1);
+        std::istringstream input(std::string(bytes.begin(), bytes.end()));
+        PerfRecordFileReader reader(input, true);
+        Sequence seen;
+        testing::internal::CaptureStdout();
+        reader.parseEvents(seen);
+        kestrel::Logger::flushAll();
+        EXPECT_EQ(std::string::npos, testing::internal::GetCapturedStdout().find("WARN"));
+        EXPECT_EQ(1, seen.closes);
+        ASSERT_EQ(2u, reader.getAttributes().size());
+        ASSERT_EQ(expected, seen.tags);
+        for (const auto& sample : seen.samples)
+            ASSERT_EQ(&reader.getAttributes()[second[sample.first] ? 1 : 0], sample.second)
+                << "sample " << sample.first;
+        EXPECT_EQ(bytes.size() - PerfRecordFileReader::PIPE_HEADER_SIZE, reader.getDataConsumed());
+    }
+    if (threadsWanted)
+        unsetenv("PLOTWRIGHT_READER_THREAD");
 
     // A listener that throws mid-walk: the exception comes out of parseEvents and the reading thread is gone.
     const std::size_t threads = threadCount();
