@@ -4,6 +4,8 @@
 #include "perfevents/PerfEventDataSample.h"
 #include "perfevents/PerfEventDataUnknown.h"
 #include "perfevents/PerfRecordEventDataStore.h"
+#include "perfevents/PerfRecordPipeline.h"
+#include "perfevents/PerfRecordTimeLookup.h"
 #include "perfevents/PerfStreamByteSource.h"
 #include "perfevents/PerfZstdByteSource.h"
 
@@ -15,6 +17,11 @@
 namespace perfevents {
 
 namespace {
+// Items the reading thread puts among the records it hands over; record types go up to 65535 at most.
+const unsigned int ITEM_REBUILD = 0x10000001;   // rebuild the decoders: the attributes have changed
+const unsigned int ITEM_LOG_ERROR = 0x10000002; // log the text that follows at error level
+const unsigned short RECORD_HEADER_SIZE_16 = 8;
+
 kestrel::Logger* readerLogger() {
     static kestrel::Logger* logger = kestrel::Logger::getLogger("PerfRecordFileReader");
     return logger;
@@ -55,7 +62,8 @@ void handleError(const char* message) {
 
 PerfRecordFileReader::PerfRecordFileReader(std::ifstream& input, bool decode)
     : PerfOutputReader(input), decode(decode), pipeMode(false), header(), fileSize(0), dataLimit(0), dataMissing(0),
-      pendingRecord(false), compressionType(0), listener(nullptr), attributesChanged(false), stopped(false) {
+      pendingRecord(false), compressionType(0), pipeline(nullptr), dataConsumed(0), listener(nullptr),
+      attributesChanged(false), stopped(false) {
     readerLogger();
     if (!input.is_open())
         handleError("Input file stream has not been opened.");
@@ -64,7 +72,8 @@ PerfRecordFileReader::PerfRecordFileReader(std::ifstream& input, bool decode)
 
 PerfRecordFileReader::PerfRecordFileReader(std::istream& input, bool decode)
     : PerfOutputReader(input), decode(decode), pipeMode(false), header(), fileSize(0), dataLimit(0), dataMissing(0),
-      pendingRecord(false), compressionType(0), listener(nullptr), attributesChanged(false), stopped(false) {
+      pendingRecord(false), compressionType(0), pipeline(nullptr), dataConsumed(0), listener(nullptr),
+      attributesChanged(false), stopped(false) {
     readerLogger();
     _open(decode);
 }
@@ -102,6 +111,7 @@ void PerfRecordFileReader::_open(bool decode) {
         _cueFirstEvent();
     }
 
+    dataConsumed.store(framer->getConsumed(), std::memory_order_relaxed);
     if (decode)
         store.reset(new PerfRecordEventDataStore(attributes));
     else if (attributes.empty())
@@ -275,10 +285,6 @@ bool PerfRecordFileReader::openPerfRecordFile(std::ifstream& input, const std::s
     return input.is_open();
 }
 
-unsigned long long PerfRecordFileReader::getDataConsumed() const {
-    return framer ? framer->getConsumed() : 0;
-}
-
 void PerfRecordFileReader::_addAttribute(const PerfRecordView& record) {
     // The attribute (its own size field says how long), then the ids of its streams up to the record's end.
     unsigned int size = 0;
@@ -288,6 +294,8 @@ void PerfRecordFileReader::_addAttribute(const PerfRecordView& record) {
         _count("attribute records that could not be read");
         return;
     }
+    if (pipeline != nullptr)
+        pipeline->drain();
     std::vector<unsigned long long> ids((record.bodySize() - size) / 8);
     if (!ids.empty())
         std::memcpy(ids.data(), record.body() + size, ids.size() * 8);
@@ -299,6 +307,8 @@ void PerfRecordFileReader::_addAttribute(const PerfRecordView& record) {
 void PerfRecordFileReader::_addEventType(const PerfRecordView& record) {
     if (record.bodySize() < 8)
         return;
+    if (pipeline != nullptr)
+        pipeline->drain();
     const char* name = reinterpret_cast<const char*>(record.body() + 8);
     const std::size_t room = std::min<std::size_t>(record.bodySize() - 8, EVENT_NAME_SIZE - 1);
     traceEventTypes[readAt<unsigned long long>(record.body(), 0)] = std::string(name, strnlen(name, room));
@@ -342,12 +352,10 @@ void PerfRecordFileReader::_decompress(const PerfRecordView& record) {
     while (!stopped && zstdFramer->next(inner))
         _handleRecord(inner, true);
     if (zstdSource->hasFailed())
-        readerLogger()->errorf("Compressed records cannot be decompressed (%s); the records after them are "
-                               "skipped.",
-                               zstdSource->getError().c_str());
+        _logError("Compressed records cannot be decompressed (" + zstdSource->getError() +
+                  "); the records after them are skipped.");
     else if (zstdFramer->isGarbled())
-        readerLogger()->errorf("Garbled event data header size in compressed records.  The records after them are "
-                               "skipped.");
+        _logError("Garbled event data header size in compressed records.  The records after them are skipped.");
 }
 
 void PerfRecordFileReader::_handleRecord(const PerfRecordView& record, bool decompressed) {
@@ -363,14 +371,19 @@ void PerfRecordFileReader::_handleRecord(const PerfRecordView& record, bool deco
         if (type > LAST_NAMED_KERNEL_RECORD)
             _count("records of unknown kernel record types");
         if (attributesChanged) {
-            store->attributesChanged();
+            // The decoders are rebuilt where the delivery has got to now.
+            unsigned char* item = pipeline->append(RECORD_HEADER_SIZE);
+            std::memcpy(item, &ITEM_REBUILD, 4);
+            std::memset(item + 4, 0, 2);
+            std::memcpy(item + 6, &RECORD_HEADER_SIZE_16, 2);
+            timeLookup->rebuild();
             attributesChanged = false;
         }
         unsigned long long time = 0;
-        if (store->getRecordTime(type, record.body(), record.bodySize(), time))
+        if (timeLookup->getRecordTime(type, record.body(), record.bodySize(), time))
             queue->push(time, record.bytes, record.size);
         else
-            _deliver(record.bytes, record.size);
+            _emit(record.bytes, record.size);
         return;
     }
     // The set-up records of a pipe, read on construction, describe the recording even when records are
@@ -423,26 +436,91 @@ void PerfRecordFileReader::_deliver(const unsigned char* record, unsigned int si
 }
 
 void PerfRecordFileReader::onOrderedRecord(const unsigned char* record, unsigned int size) {
-    _deliver(record, size);
+    _emit(record, size);
 }
 
-void PerfRecordFileReader::parseEvents(PerfEventDataListener& target) {
-    listener = &target;
-    if (decode)
-        queue.reset(new PerfRecordOrderQueue(*this));
-    else
-        rawRecord.reset(new PerfEventDataUnknown(attributes.front()));
-    const unsigned long long undecodableBefore = store ? store->getUndecodableSampleCount() : 0;
+void PerfRecordFileReader::_emit(const unsigned char* record, unsigned int size) {
+    std::memcpy(pipeline->append(size), record, size);
+}
 
+void PerfRecordFileReader::_logError(const std::string& message) {
+    if (pipeline == nullptr) {
+        readerLogger()->errorf("%s", message.c_str());
+        return;
+    }
+    // Logged by the delivering thread where the delivery has got to now, among the messages of decoding.
+    const std::size_t length = std::min<std::size_t>(message.size(), 65535 - RECORD_HEADER_SIZE);
+    const unsigned short size = static_cast<unsigned short>(RECORD_HEADER_SIZE + length);
+    unsigned char* item = pipeline->append(size);
+    std::memcpy(item, &ITEM_LOG_ERROR, 4);
+    std::memset(item + 4, 0, 2);
+    std::memcpy(item + 6, &size, 2);
+    std::memcpy(item + RECORD_HEADER_SIZE, message.data(), length);
+}
+
+void PerfRecordFileReader::_deliverBatch(const unsigned char* data, std::size_t size) {
+    for (std::size_t at = 0; at + RECORD_HEADER_SIZE <= size;) {
+        const unsigned char* item = data + at;
+        const unsigned int type = readAt<unsigned int>(item, 0);
+        const unsigned short length = readAt<unsigned short>(item, 6);
+        if (type == ITEM_REBUILD)
+            store->attributesChanged();
+        else if (type == ITEM_LOG_ERROR)
+            readerLogger()->errorf(
+                "%s", std::string(reinterpret_cast<const char*>(item) + RECORD_HEADER_SIZE, length - RECORD_HEADER_SIZE)
+                          .c_str());
+        else
+            _deliver(item, length);
+        at += length;
+    }
+}
+
+void PerfRecordFileReader::_walk() {
     if (pendingRecord) {
         pendingRecord = false;
         _handleRecord(pending, false);
     }
+    // The count is published every 64 KiB and at the end: written after every record, its cache line would
+    // move to the delivering thread's processor and back for every record.
+    const unsigned long long STEP = 1u << 16;
+    unsigned long long published = dataConsumed.load(std::memory_order_relaxed);
     PerfRecordView record;
-    while (!stopped && framer->next(record))
+    while (!stopped && framer->next(record)) {
         _handleRecord(record, false);
-    if (queue)
-        queue->flush();
+        if (framer->getConsumed() - published >= STEP) {
+            published = framer->getConsumed();
+            dataConsumed.store(published, std::memory_order_relaxed);
+            if (pipeline != nullptr && pipeline->stopping()) // the delivering thread has given up
+                break;
+        }
+    }
+    dataConsumed.store(framer->getConsumed(), std::memory_order_relaxed);
+}
+
+void PerfRecordFileReader::parseEvents(PerfEventDataListener& target) {
+    listener = &target;
+    const unsigned long long undecodableBefore = store ? store->getUndecodableSampleCount() : 0;
+    if (decode) {
+        // This thread decodes and delivers; one of its own reads, frames and orders, and holds the queue.
+        queue.reset(new PerfRecordOrderQueue(*this));
+        timeLookup.reset(new PerfRecordTimeLookup(attributes));
+        PerfRecordPipeline records;
+        pipeline = &records;
+        struct Detach {
+            PerfRecordPipeline*& pipeline;
+            ~Detach() { pipeline = nullptr; }
+        } detach{pipeline};
+        records.run(
+            [this] {
+                _walk();
+                queue->flush();
+            },
+            [this](const unsigned char* batch, std::size_t size) { _deliverBatch(batch, size); },
+            PerfRecordPipeline::isThreadWanted());
+    } else {
+        rawRecord.reset(new PerfEventDataUnknown(attributes.front()));
+        _walk();
+    }
 
     if (framer->isGarbled())
         readerLogger()->errorf("Garbled event data header size.  Perf file corrupt.");

@@ -7,6 +7,7 @@
 #include "perfevents/PerfRecordFramer.h"
 #include "perfevents/PerfRecordOrderQueue.h"
 
+#include <atomic>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -15,6 +16,8 @@
 namespace perfevents {
 
 class PerfRecordEventDataStore;
+class PerfRecordPipeline;
+class PerfRecordTimeLookup;
 class PerfStreamByteSource;
 class PerfZstdByteSource;
 
@@ -28,6 +31,11 @@ class PerfZstdByteSource;
 /// decompressed payload of compressed records) into whole records, the records perf itself writes are handled
 /// here, and the kernel records are put back into time order and decoded through the record store, which finds
 /// each record's attribute by its id. What cannot be converted is counted and reported once at the end.
+///
+/// When decoding, a thread of its own reads, frames, decompresses and orders the records and hands them over in
+/// batches (with the points where the decoders are to be rebuilt and the messages it has to log) to the thread
+/// that called parseEvents, which decodes and delivers them. Before it changes what that thread reads (the
+/// attributes and event types a pipe brings during the walk), it waits until that thread has caught up.
 class PerfRecordFileReader : public PerfOutputReader, private PerfRecordOrderQueue::Receiver {
 public:
     struct PerfFileSection {
@@ -75,8 +83,8 @@ public:
     bool isPipeMode() const { return pipeMode; }
 
     /// How far the walk is: bytes of the data section consumed so far, and its size (0 when unknown, as in a
-    /// pipe). Cheap enough to be asked after every record.
-    unsigned long long getDataConsumed() const;
+    /// pipe). Cheap enough to be asked after every record, from the thread that called parseEvents while it runs.
+    unsigned long long getDataConsumed() const { return dataConsumed.load(std::memory_order_relaxed); }
     unsigned long long getDataTotal() const { return dataLimit; }
 
 private:
@@ -86,6 +94,10 @@ private:
     void _readAttributes();
     void _readTraceEventTypes();
     void _cueFirstEvent();
+    void _walk();
+    void _deliverBatch(const unsigned char* data, std::size_t size);
+    void _emit(const unsigned char* record, unsigned int size);
+    void _logError(const std::string& message);
     void _handleRecord(const PerfRecordView& record, bool decompressed);
     void _deliver(const unsigned char* record, unsigned int size);
     void onOrderedRecord(const unsigned char* record, unsigned int size) override;
@@ -116,6 +128,9 @@ private:
     std::unique_ptr<PerfRecordFramer> zstdFramer;
     unsigned int compressionType; // 1: zstd, as HEADER_COMPRESSED says; 0: not said
     std::unique_ptr<PerfRecordOrderQueue> queue;
+    std::unique_ptr<PerfRecordTimeLookup> timeLookup;
+    PerfRecordPipeline* pipeline; // while the records are read on a thread of their own
+    std::atomic<unsigned long long> dataConsumed;
     PerfEventDataListener* listener;
     std::unique_ptr<PerfEventData> rawRecord;
     bool attributesChanged;

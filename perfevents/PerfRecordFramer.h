@@ -24,7 +24,7 @@ struct PerfRecordView {
 /// record outside its size (the trace data of an AUXTRACE record, the tracing data of a pipe's
 /// HEADER_TRACING_DATA record) are skipped unless taken with readPayload(), so that they are never read as
 /// records. A limit stops the framer at the end of a data section.
-class PerfRecordFramer {
+class alignas(64) PerfRecordFramer {
 public:
     static const unsigned int RECORD_HEADER_SIZE = 8;
     static const unsigned int TYPE_HEADER_TRACING_DATA = 66;

@@ -6,7 +6,8 @@
 namespace perfevents {
 
 PerfRecordOrderQueue::PerfRecordOrderQueue(Receiver& receiver, std::size_t memoryLimit)
-    : receiver(receiver), memoryLimit(memoryLimit), current(0), orderedCount(0), maxTime(0), previousRoundMax(0) {}
+    : receiver(receiver), memoryLimit(memoryLimit), current(0), head(0), orderedCount(0), maxTime(0),
+      previousRoundMax(0) {}
 
 unsigned int PerfRecordOrderQueue::_chunkFor(unsigned int size) {
     if (!chunks.empty() && chunks[current].used + size <= CHUNK_SIZE)
@@ -41,9 +42,9 @@ void PerfRecordOrderQueue::push(unsigned long long time, const unsigned char* re
         // Too much held back: release the earlier half. A record that comes later with an earlier time is
         // still delivered, only out of order.
         std::vector<unsigned long long> times;
-        times.reserve(entries.size());
-        for (const Entry& entry : entries)
-            times.push_back(entry.time);
+        times.reserve(entries.size() - head);
+        for (std::size_t i = head; i < entries.size(); ++i)
+            times.push_back(entries[i].time);
         std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
         _release(times[times.size() / 2], false);
         // The records kept may still be spread over most chunks: pack them, or every later record would find
@@ -58,7 +59,8 @@ void PerfRecordOrderQueue::_compact() {
     old.swap(chunks);
     freeChunks.clear();
     current = 0;
-    for (Entry& entry : entries) {
+    for (std::size_t i = head; i < entries.size(); ++i) {
+        Entry& entry = entries[i];
         const unsigned int at = _chunkFor(entry.size);
         Chunk& chunk = chunks[at];
         unsigned char* copy = chunk.bytes.get() + chunk.used;
@@ -82,8 +84,8 @@ void PerfRecordOrderQueue::flush() {
 void PerfRecordOrderQueue::_order() {
     // Cut the entries into runs already in time order; the ordered prefix is one run.
     runs.clear();
-    runs.push_back(0);
-    std::size_t i = orderedCount > 0 ? orderedCount : 1;
+    runs.push_back(head);
+    std::size_t i = std::max(orderedCount, head + 1);
     for (; i < entries.size(); ++i)
         if (entries[i].time < entries[i - 1].time)
             runs.push_back(i);
@@ -113,16 +115,16 @@ void PerfRecordOrderQueue::_order() {
 }
 
 void PerfRecordOrderQueue::_release(unsigned long long upTo, bool all) {
-    if (entries.empty())
+    if (entries.size() == head)
         return;
     _order();
-    std::size_t count = entries.size();
+    std::size_t count = entries.size() - head;
     if (!all) {
-        auto split = std::upper_bound(entries.begin(), entries.end(), upTo,
+        auto split = std::upper_bound(entries.begin() + static_cast<std::ptrdiff_t>(head), entries.end(), upTo,
                                       [](unsigned long long time, const Entry& entry) { return time < entry.time; });
-        count = static_cast<std::size_t>(split - entries.begin());
+        count = static_cast<std::size_t>(split - entries.begin()) - head;
     }
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = head; i < head + count; ++i) {
         const Entry& entry = entries[i];
         receiver.onOrderedRecord(entry.bytes, entry.size);
         Chunk& chunk = chunks[entry.chunk];
@@ -131,7 +133,16 @@ void PerfRecordOrderQueue::_release(unsigned long long upTo, bool all) {
             freeChunks.push_back(entry.chunk);
         }
     }
-    entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(count));
+    // The released entries stay in front until they far outnumber the queued ones: moving the queued ones down
+    // after every round would copy most of them again and again.
+    head += count;
+    if (head == entries.size()) {
+        entries.clear();
+        head = 0;
+    } else if (head >= 4 * (entries.size() - head)) {
+        entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(head));
+        head = 0;
+    }
     orderedCount = entries.size();
 }
 

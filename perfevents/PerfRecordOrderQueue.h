@@ -17,7 +17,7 @@ namespace perfevents {
 /// The copies go into fixed-size chunks that are reused once all their records are released, so a record is
 /// copied once and held memory does not churn. Since the records of a round come as a few runs already in time
 /// order (one per buffer), ordering merges those runs instead of sorting: linear time for the usual round.
-class PerfRecordOrderQueue {
+class alignas(64) PerfRecordOrderQueue {
 public:
     /// Receives the records in time order; the bytes (whole record, header included) are valid during the call.
     class Receiver {
@@ -38,7 +38,7 @@ public:
     /// Releases everything queued.
     void flush();
 
-    std::size_t getQueuedCount() const { return entries.size(); }
+    std::size_t getQueuedCount() const { return entries.size() - head; }
     /// Memory the queued copies take: the chunks in use.
     std::size_t getHeldBytes() const { return (chunks.size() - freeChunks.size()) * CHUNK_SIZE; }
 
@@ -64,7 +64,8 @@ private:
     std::vector<Chunk> chunks;
     std::vector<unsigned int> freeChunks;
     unsigned int current;
-    std::vector<Entry> entries;
+    std::vector<Entry> entries; // entries[head, end) are queued; those before were released
+    std::size_t head;
     std::vector<Entry> scratch;
     std::vector<std::size_t> runs;
     std::size_t orderedCount; // entries[0, orderedCount) are known to be in time order

@@ -1,0 +1,91 @@
+#ifndef PERFEVENTS_PERFRECORDPIPELINE_H
+#define PERFEVENTS_PERFRECORDPIPELINE_H
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace perfevents {
+
+/// Hands bytes from a thread of its own (the producer: reading, framing and ordering records) to the thread that
+/// started it (the consumer: decoding and delivering them) in batches. The batches form a ring of a few fixed
+/// buffers, so memory stays bounded and nothing is allocated per batch: the producer fills one while the
+/// consumer works through those handed over before, and waits when all are handed over.
+///
+/// Every wait is a short timed wait that checks its condition again, so a wake-up that gets lost (as seen under
+/// emulators) costs milliseconds, never a hang. An exception of the producer reaches the consumer after all that
+/// was produced before it; a consumer that fails makes the producer leave at its next hand-over and joins it.
+class PerfRecordPipeline {
+public:
+    static const std::size_t DEFAULT_BATCH_SIZE = 256u << 10;
+    static const unsigned int DEFAULT_BATCHES = 4;
+
+    explicit PerfRecordPipeline(std::size_t batchSize = DEFAULT_BATCH_SIZE, unsigned int batches = DEFAULT_BATCHES);
+    /// Stops and joins the producer if it still runs.
+    ~PerfRecordPipeline();
+    PerfRecordPipeline(const PerfRecordPipeline&) = delete;
+    PerfRecordPipeline& operator=(const PerfRecordPipeline&) = delete;
+
+    typedef std::function<void(const unsigned char* data, std::size_t size)> Consumer;
+
+    /// Runs produce on a thread of its own and, on the calling thread, consume on every batch it hands over,
+    /// until produce has ended and every batch is consumed. With threaded false, produce runs on the calling
+    /// thread and hands each batch to consume at once. Exceptions of either come out here.
+    void run(const std::function<void()>& produce, const Consumer& consume, bool threaded);
+    /// Whether the environment allows the thread: PLOTWRIGHT_READER_THREAD=0 switches it off (emulators that
+    /// cannot start threads).
+    static bool isThreadWanted();
+
+    /// Producer: room for size bytes (at most the batch size) at the end of the batch being filled, handing that
+    /// batch over first when they do not fit. The bytes belong to the batch at once.
+    unsigned char* append(std::size_t size) {
+        if (filling + size > batchSize)
+            _handOver(true);
+        unsigned char* at = fillingBatch + filling;
+        filling += size;
+        return at;
+    }
+    /// Producer: hands over what has been filled and waits until the consumer has worked through all of it and
+    /// waits itself, so that state the consumer reads may be changed.
+    void drain();
+    /// Producer: whether the consumer has stopped, so that long work without hand-overs can end early.
+    bool stopping() const { return cancelled.load(std::memory_order_relaxed); }
+
+private:
+    struct Cancelled {};
+    void _start(std::function<void()> produce);
+    bool _next(const unsigned char*& data, std::size_t& size);
+    void _stop();
+    void _handOver(bool waitForRoom);
+    void _wake();
+    void _run(const std::function<void()>& produce);
+    template <typename Condition> void _wait(std::unique_lock<std::mutex>& lock, Condition condition);
+
+    const std::size_t batchSize;
+    std::vector<std::unique_ptr<unsigned char[]>> buffers;
+    std::vector<std::size_t> sizes;
+    alignas(64) unsigned char* fillingBatch; // the batch the producer fills
+    std::size_t filling;                     // bytes of the producer's batch filled so far (a cache line of its own)
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    unsigned long long handed;   // batches handed over
+    unsigned long long returned; // batches given back
+    bool taking;                 // the consumer holds batch number returned
+    bool finished;
+    std::atomic<bool> cancelled;
+    unsigned int sleeping; // threads waiting on changed
+    std::exception_ptr error;
+    std::thread thread;
+    const Consumer* direct; // consumes the batches as they are handed over when there is no thread
+};
+
+} // namespace perfevents
+
+#endif

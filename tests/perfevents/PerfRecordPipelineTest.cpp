@@ -1,0 +1,149 @@
+#include "perfevents/PerfRecordPipeline.h"
+#include "tests/perfevents/PerfTestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <dirent.h>
+#include <stdexcept>
+
+using perfdatawriter::Bytes;
+using perfdatawriter::PerfDataWriter;
+using perfevents::PerfRecordFileReader;
+
+namespace {
+const std::uint64_t SAMPLE_TYPE = 0x10587; // identifier, ip, tid, time, cpu, period, raw
+
+// Records the pid of every sample and comm (the test's sequence numbers) and the attribute of each sample.
+class Sequence : public perfevents::PerfEventDataListener {
+public:
+    void onEventData(const perfevents::PerfEventData& record) override {
+        if (record.getType() == perfevents::PerfEventData::TYPE_SAMPLE) {
+            const auto& s = static_cast<const perfevents::PerfEventDataSample&>(record);
+            tags.push_back(s.getPid());
+            samples.emplace_back(s.getPid(), &s.getAttribute());
+        } else if (record.getType() == perfevents::PerfEventData::TYPE_COMM) {
+            tags.push_back(static_cast<const perfevents::PerfEventDataComm&>(record).getPid());
+        }
+        if (tags.size() == throwAfter)
+            throw std::runtime_error("listener failed");
+    }
+    void onClose() override { ++closes; }
+
+    std::vector<unsigned int> tags;
+    std::vector<std::pair<unsigned int, const perfevents::PerfEventAttribute*>> samples;
+    std::size_t throwAfter = 0;
+    int closes = 0;
+};
+
+std::size_t threadCount() {
+    std::size_t count = 0;
+    if (DIR* tasks = opendir("/proc/self/task")) {
+        while (dirent* entry = readdir(tasks))
+            count += entry->d_name[0] != '.';
+        closedir(tasks);
+    }
+    return count;
+}
+
+// A pipe recording of several MiB in rounds of two CPU buffers whose times interleave, comms without time
+// among them, and a second attribute (its samples' time at another offset) that arrives as a record mid-walk.
+// expected: the tags in the order the queue's rule gives: at the end of a round, what is not later than the
+// latest time before the previous round ended, by time and then file order; records without time at once.
+Bytes recording(std::vector<unsigned int>& expected, std::vector<bool>& second) {
+    PerfDataWriter writer;
+    writer.addAttribute(perftest::traceAttribute({40, 41}, SAMPLE_TYPE));
+    perfdatawriter::Attribute other = perftest::traceAttribute({50}, SAMPLE_TYPE & ~1ULL);
+    std::vector<std::pair<std::uint64_t, unsigned int>> pending;
+    std::uint64_t maxTime = 0, previousMax = 0;
+    auto release = [&](bool all) {
+        std::stable_sort(pending.begin(), pending.end(),
+                         [](const std::pair<std::uint64_t, unsigned int>& a,
+                            const std::pair<std::uint64_t, unsigned int>& b) { return a.first < b.first; });
+        std::size_t count = 0;
+        while (count < pending.size() && (all || pending[count].first <= previousMax))
+            expected.push_back(pending[count++].second);
+        pending.erase(pending.begin(), pending.begin() + static_cast<std::ptrdiff_t>(count));
+    };
+    unsigned int tag = 0;
+    for (unsigned int round = 0; round < 24; ++round) {
+        if (round == 8) {
+            Bytes body = other.encode();
+            perfdatawriter::putU64(body, 50);
+            writer.addRecord(64, 0, body);
+        }
+        for (unsigned int cpu = 0; cpu < 2; ++cpu)
+            for (unsigned int k = 0; k < 250; ++k, ++tag) {
+                if (k % 100 == 7) {
+                    writer.addComm(tag, tag, "c");
+                    expected.push_back(tag);
+                    continue;
+                }
+                perfdatawriter::Sample s;
+                s.pid = tag;
+                s.time = 1000 + round * 400 + k * 2 + cpu - (k % 50 == 0 ? 300 : 0);
+                s.raw = Bytes(100, static_cast<std::uint8_t>(tag));
+                const bool late = round >= 8 && k % 3 == 0;
+                s.identifier = late ? 50 : 40 + cpu;
+                if (late)
+                    writer.addRecord(9, 0, perfdatawriter::encodeSample(other.sampleType, s));
+                else
+                    writer.addSample(s);
+                second.resize(tag + 1);
+                second[tag] = late;
+                pending.emplace_back(s.time, tag);
+                maxTime = std::max(maxTime, s.time);
+            }
+        writer.addFinishedRound();
+        release(false);
+        previousMax = maxTime;
+    }
+    release(true);
+    return writer.buildPipe();
+}
+} // namespace
+
+TEST(PerfRecordPipelineTest, ThreadedWalkDeliversTheSingleThreadedSequence) {
+    std::vector<unsigned int> expected;
+    std::vector<bool> second;
+    const Bytes bytes = recording(expected, second);
+    ASSERT_GT(bytes.size(), 4 * perfevents::PerfRecordPipeline::DEFAULT_BATCH_SIZE);
+
+    // With the reading thread (unless the environment rules it out: emulators that cannot start threads), and
+    // without it.
+    const bool threadsWanted = perfevents::PerfRecordPipeline::isThreadWanted();
+    for (const char* threaded : {"1", "0"}) {
+        SCOPED_TRACE(std::string("PLOTWRIGHT_READER_THREAD=") + threaded);
+        if (!threadsWanted && threaded[0] == '1')
+            continue;
+        setenv("PLOTWRIGHT_READER_THREAD", threaded, 1);
+        std::istringstream input(std::string(bytes.begin(), bytes.end()));
+        PerfRecordFileReader reader(input, true);
+        Sequence seen;
+        testing::internal::CaptureStdout();
+        reader.parseEvents(seen);
+        kestrel::Logger::flushAll();
+        EXPECT_EQ(std::string::npos, testing::internal::GetCapturedStdout().find("WARN"));
+        EXPECT_EQ(1, seen.closes);
+        ASSERT_EQ(2u, reader.getAttributes().size());
+        ASSERT_EQ(expected, seen.tags);
+        for (const auto& sample : seen.samples)
+            ASSERT_EQ(&reader.getAttributes()[second[sample.first] ? 1 : 0], sample.second)
+                << "sample " << sample.first;
+        EXPECT_EQ(bytes.size() - PerfRecordFileReader::PIPE_HEADER_SIZE, reader.getDataConsumed());
+    }
+    if (threadsWanted)
+        unsetenv("PLOTWRIGHT_READER_THREAD");
+
+    // A listener that throws mid-walk: the exception comes out of parseEvents and the reading thread is gone.
+    const std::size_t threads = threadCount();
+    for (std::size_t after : {std::size_t(1), expected.size() / 2}) {
+        std::istringstream again(std::string(bytes.begin(), bytes.end()));
+        PerfRecordFileReader failing(again, true);
+        Sequence throwing;
+        throwing.throwAfter = after;
+        EXPECT_THROW(failing.parseEvents(throwing), std::runtime_error);
+        EXPECT_EQ(0, throwing.closes);
+        EXPECT_EQ(threads, threadCount());
+    }
+}
