@@ -8,8 +8,6 @@ tools/install-deps.sh
 jobs=$(nproc)
 build=build/aarch64
 qemu=(qemu-aarch64 -L /usr/aarch64-linux-gnu)
-# qemu-user here hangs when the guest starts a thread: the reader reads its records on the calling thread.
-export PLOTWRIGHT_READER_THREAD=0
 
 rm -rf "$build"
 cmake -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE="$PWD/tools/aarch64-toolchain.cmake" -DCMAKE_BUILD_TYPE=Release
