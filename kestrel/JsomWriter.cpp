@@ -108,6 +108,22 @@ template <uint64_t Scale> char* putUnits(char* p, uint64_t units, int precision,
         return p;
     }
     *p++ = '.';
+    if (Scale == 1000000 && trim) {
+        // The fraction is not zero; the last pair that is not "00" tells how many of its digits remain.
+        const uint64_t high = fraction / 10000;
+        const uint64_t middle = fraction / 100 % 100;
+        const uint64_t low = fraction % 100;
+        putPair(p, high);
+        putPair(p + 2, middle);
+        putPair(p + 4, low);
+        if (low != 0) {
+            return p + 6 - (DIGIT_PAIRS[2 * low + 1] == '0');
+        }
+        if (middle != 0) {
+            return p + 4 - (DIGIT_PAIRS[2 * middle + 1] == '0');
+        }
+        return p + 2 - (DIGIT_PAIRS[2 * high + 1] == '0');
+    }
     putFraction(p, fraction, precision);
     p += precision;
     if (trim) {
@@ -174,9 +190,10 @@ int formatFixedFast(char* buf, double d, int precision, bool trim) {
     if (scaled < 1099511627776.0) {
         units = static_cast<uint64_t>(scaled);
         const double fraction = scaled - static_cast<double>(units); // exact
-        if (fraction > 0.5 + 1.0 / 1024) {
-            ++units;
-        } else if (fraction >= 0.5 - 1.0 / 1024 && !exactUnits(bits, precision, units)) {
+        if (std::fabs(fraction - 0.5) > 1.0 / 1024) {
+            // Without a branch: which way it goes is as good as random.
+            units += static_cast<uint64_t>(fraction > 0.5);
+        } else if (!exactUnits(bits, precision, units)) {
             return 0;
         }
     } else if (!exactUnits(bits, precision, units)) {
