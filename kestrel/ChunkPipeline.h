@@ -24,7 +24,7 @@ namespace kestrel {
 class ChunkPipeline {
 public:
     /// Chunks that may be produced and not yet handed on.
-    static const int SLOTS = 4;
+    static constexpr int SLOTS = 4;
 
     /// Writes the text of chunk `chunk` into `text` (empty when called); may run on either thread.
     using Produce = std::function<void(std::size_t chunk, RowText& text)>;
@@ -48,7 +48,7 @@ public:
 
 private:
     /// How long a wait lasts before its condition is checked again.
-    static const int WAIT_MILLISECONDS = 2;
+    static constexpr int WAIT_MILLISECONDS = 2;
 
     void _runAlone(std::size_t count, const Produce& produce, const Consume& consume);
     void _startWorker();

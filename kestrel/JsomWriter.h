@@ -69,14 +69,14 @@ public:
     /**
      * Appends elements of the current array given as compact text (as RowText writes it): values separated by
      * commas, holding nothing but numbers, null, '[', ']' and ',', so that a value starts after every ',' and after
-     * every '[' that does not close at once. The separator before the first element and the
-     * line feeds of the line-length rule are written exactly where the value calls would write them. Compact layout
-     * only; in pretty layout or outside an array the call is reported and writes nothing.
+     * every '[' that does not close at once. The separator before the first element and the line feeds of the
+     * line-length rule are written exactly where the value calls would write them. Compact layout only; in pretty
+     * layout or outside an array the call is reported and writes nothing.
      */
     void appendElementText(const char* text, std::size_t length);
 
     /// Room the buffer of formatDouble and formatLong needs.
-    static const int NUMBER_BUFFER_SIZE = 256;
+    static constexpr int NUMBER_BUFFER_SIZE = 256;
     /// The text appendDouble(value, precision) writes for a double (null for NaN and the infinities); returns its
     /// length.
     static int formatDouble(char* buf, double value, int precision);
@@ -84,7 +84,8 @@ public:
     static int formatLong(char* buf, long long value);
 
     /// Elements formatted ahead by appendElements come in chunks of this many.
-    static const std::size_t ELEMENTS_PER_CHUNK = 2048;
+    static constexpr std::size_t ELEMENTS_PER_CHUNK = 2048;
+
     /// Closes every open container (a pending label gets null), resets the writer and flushes the stream.
     void end();
     void flush();

@@ -58,7 +58,7 @@ public:
 
 private:
     /// Room for a separator, a number of the longest text and a bracket.
-    static const std::size_t VALUE_ROOM = JsomWriter::NUMBER_BUFFER_SIZE + 2;
+    static constexpr std::size_t VALUE_ROOM = JsomWriter::NUMBER_BUFFER_SIZE + 2;
 
     void _reserve() {
         if (static_cast<std::size_t>(limit - end) < VALUE_ROOM) {
