@@ -3,6 +3,7 @@
 #include "app/ProcessDictionary.h"
 #include "kestrel/JsomWriter.h"
 #include "kestrel/Logger.h"
+#include "kestrel/RowText.h"
 #include "kestrel/Singleton.h"
 #include "perfevents/NumericTracePointField.h"
 #include "perfevents/TracePointFieldStore.h"
@@ -202,12 +203,23 @@ void NumberPlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clock
 
     writer.appendLabel("data", true);
     writer.startArray();
-    for (const RunData& point : list.runs) {
-        writer.startArray();
-        writer.appendDouble(point.time, 6);
-        writer.appendLong(point.value);
-        writer.endArray();
-    }
+    // One row per point, written either to the writer or, ahead of it and possibly on its worker thread, to a row
+    // text: the points are only read until the array is complete.
+    auto writeRow = [](auto& sink, const RunData& point) {
+        sink.startArray();
+        sink.appendDouble(point.time, 6);
+        sink.appendLong(point.value);
+        sink.endArray();
+    };
+    writer.appendElements(
+        list.runs.size(),
+        [&](std::size_t begin, std::size_t end, kestrel::RowText& text) {
+            auto point = list.runs.cbegin() + static_cast<std::ptrdiff_t>(begin);
+            for (std::size_t i = begin; i < end; ++i, ++point) {
+                writeRow(text, *point);
+            }
+        },
+        [&](std::size_t i) { writeRow(writer, list.runs[i]); });
     writer.endArray();
 
     writer.endObject();

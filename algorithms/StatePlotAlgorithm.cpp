@@ -11,6 +11,7 @@
 #include "kestrel/JsomWriter.h"
 #include "kestrel/Logger.h"
 #include "kestrel/PostfixErrors.h"
+#include "kestrel/RowText.h"
 #include "kestrel/Singleton.h"
 #include "perfevents/NumericTracePointField.h"
 #include "perfevents/PerfEventDataSampleAncillary.h"
@@ -503,22 +504,38 @@ void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockO
 
     writeLabel(writer, "data");
     writer.startArray();
-    auto extra = list.extras.cbegin();
-    for (const RunData& run : list.runs) {
-        writer.startArray();
-        writer.appendDouble(run.time, 6);
-        writer.appendLong(run.state);
-        if (extra != list.extras.cend()) {
+    // One row per point, written either to the writer or, ahead of it and possibly on its worker thread, to a row
+    // text: the points are only read until the array is complete.
+    const std::size_t extraCount = list.extras.size();
+    auto writeRow = [this](auto& sink, const RunData& run, const RunExtra* extra) {
+        sink.startArray();
+        sink.appendDouble(run.time, 6);
+        sink.appendLong(run.state);
+        if (extra != nullptr) {
             if (hasInnerPivot) {
-                writer.appendLong(extra->innerPivot);
+                sink.appendLong(extra->innerPivot);
             }
             if (hasMagnitude) {
-                writer.appendDouble(extra->magnitude, 1);
+                sink.appendDouble(extra->magnitude, 1);
             }
-            ++extra;
         }
-        writer.endArray();
-    }
+        sink.endArray();
+    };
+    writer.appendElements(
+        list.runs.size(),
+        [&](std::size_t begin, std::size_t end, kestrel::RowText& text) {
+            auto run = list.runs.cbegin() + static_cast<std::ptrdiff_t>(begin);
+            auto extra = list.extras.cbegin() + static_cast<std::ptrdiff_t>(begin < extraCount ? begin : extraCount);
+            for (std::size_t i = begin; i < end; ++i, ++run) {
+                if (i < extraCount) {
+                    writeRow(text, *run, &*extra);
+                    ++extra;
+                } else {
+                    writeRow(text, *run, nullptr);
+                }
+            }
+        },
+        [&](std::size_t i) { writeRow(writer, list.runs[i], i < extraCount ? &list.extras[i] : nullptr); });
     list.clear();
     writer.endArray();
     writer.endObject();

@@ -1,12 +1,17 @@
 #ifndef KESTREL_JSOMWRITER_H
 #define KESTREL_JSOMWRITER_H
 
+#include <cstddef>
 #include <cstring>
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
 
 namespace kestrel {
+
+class ChunkPipeline;
+class RowText;
 
 /**
  * Writes one JSON document straight to an output stream as a sequence of calls, without building a tree.
@@ -51,6 +56,36 @@ public:
     void appendDouble(double value, int precision);
     /// Writes text that already is JSON as one value.
     void appendJsonValue(const char* text, int length);
+
+    /**
+     * Writes `count` elements of the current array, the same bytes as writeOne(0) to writeOne(count - 1) would.
+     * In compact layout the elements are formatted ahead in chunks of ELEMENTS_PER_CHUNK: format(begin, end, text)
+     * writes elements begin to end - 1 into text, and is called from this thread and from the writer's worker
+     * thread at the same time, so it may only read data that nothing changes during this call. In pretty layout,
+     * outside an array or with formatAhead off, writeOne(i) writes element i through this writer's calls.
+     */
+    void appendElements(std::size_t count, const std::function<void(std::size_t, std::size_t, RowText&)>& format,
+                        const std::function<void(std::size_t)>& writeOne);
+    /**
+     * Appends elements of the current array given as compact text (as RowText writes it): values separated by
+     * commas, holding nothing but numbers, null, '[', ']' and ',', so that a value starts after every ',' and after
+     * every '[' that does not close at once. The separator before the first element and the line feeds of the
+     * line-length rule are written exactly where the value calls would write them. Compact layout only; in pretty
+     * layout or outside an array the call is reported and writes nothing.
+     */
+    void appendElementText(const char* text, std::size_t length);
+
+    /// Room the buffer of formatDouble and formatLong needs.
+    static constexpr int NUMBER_BUFFER_SIZE = 256;
+    /// The text appendDouble(value, precision) writes for a double (null for NaN and the infinities); returns its
+    /// length.
+    static int formatDouble(char* buf, double value, int precision);
+    /// The text appendLong writes; returns its length.
+    static int formatLong(char* buf, long long value);
+
+    /// Elements formatted ahead by appendElements come in chunks of this many.
+    static constexpr std::size_t ELEMENTS_PER_CHUNK = 2048;
+
     /// Closes every open container (a pending label gets null), resets the writer and flushes the stream.
     void end();
     void flush();
@@ -64,6 +99,9 @@ public:
 
     /// Pretty layout: line breaks and one space of indentation per level. Set it before the first call.
     bool whitespace = false;
+    /// appendElements formats compact elements ahead, on two threads; false writes each through the value calls
+    /// (the same bytes, one thread).
+    bool formatAhead = true;
 
 protected:
     void quote(const char* text, int length, bool verbatim);
@@ -106,6 +144,8 @@ private:
     std::unique_ptr<char[]> buffer;
     int used = 0;
     std::string stateStack;
+    /// Formats the chunks of appendElements; created with the first call that has more than one chunk.
+    std::unique_ptr<ChunkPipeline> pipeline;
 };
 
 } // namespace kestrel

@@ -7,6 +7,7 @@
 #include "perfevents/TracePointFieldStore.h"
 #include "tests/perfevents/PerfTestFiles.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sstream>
@@ -49,10 +50,11 @@ protected:
         algorithm.onTracePointEvent(id, time, ancillary, ancillary.data());
     }
 
-    std::string close(TracePointAlgorithm& algorithm, bool expectWrote) {
+    std::string close(TracePointAlgorithm& algorithm, bool expectWrote, bool formatAhead = true) {
         std::ostringstream out;
         {
             kestrel::JsomWriter writer(&out);
+            writer.formatAhead = formatAhead;
             writer.startArray();
             EXPECT_EQ(expectWrote, algorithm.onClose(writer, 100.25));
         }
@@ -157,4 +159,19 @@ TEST_F(NumberPlotTest, ConfigurationErrorsLeaveTheAlgorithmInert) {
         send(*algorithm, 7, 0.0, 1, 0);
         EXPECT_EQ("[]", close(*algorithm, false)) << detail;
     }
+}
+
+TEST_F(NumberPlotTest, SeriesOfManyChunksGiveTheSameBytesFormattedAhead) {
+    auto algorithm = create(R"({"name": "n", "detail": {"algorithm": "numberplot", "events": ["test:ev"],
+        "valueField": "value", "pivotField": "key"}})");
+    const int count = static_cast<int>(kestrel::JsomWriter::ELEMENTS_PER_CHUNK) * 5 + 1;
+    std::string texts[2];
+    for (std::string& text : texts) {
+        for (int i = 0; i < count; ++i) {
+            send(*algorithm, 7, 5e5 + i * 0.0013 - (i % 50 == 7 ? 0.5 : 0.0), i * 104729 - 1000000, i % 2);
+        }
+        text = close(*algorithm, true, &text == &texts[1]);
+    }
+    EXPECT_TRUE(texts[0] == texts[1]);
+    EXPECT_GT(std::count(texts[0].begin(), texts[0].end(), '\n'), 5);
 }

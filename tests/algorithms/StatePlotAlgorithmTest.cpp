@@ -50,10 +50,11 @@ protected:
         algorithm->onTracePointEvent(id, time, ancillary, ancillary.data());
     }
 
-    std::string close(bool expectResult = true) {
+    std::string close(bool expectResult = true, bool formatAhead = true) {
         std::ostringstream out;
         {
             kestrel::JsomWriter writer(&out);
+            writer.formatAhead = formatAhead;
             EXPECT_EQ(expectResult, algorithm->onClose(writer, 10.5));
         }
         return out.str();
@@ -181,6 +182,21 @@ TEST_F(StatePlotTest, ColumnNamesAndMagnitudePrecision) {
                                           R"("magnitude":{"column":2,"description":"a"}})"))
         << out;
     EXPECT_NE(std::string::npos, out.find(R"("type":"state-value","data":[[1.5,1,0],[2,3,3]])")) << out;
+}
+
+TEST_F(StatePlotTest, SeriesOfManyChunksGiveTheSameBytesFormattedAhead) {
+    create(R"({"name":"n","detail":{"events":["ev"],"pivotField":"b",
+        "eventConfigs":[{"eventIndex":0,"stateField":"a","innerPivotField":"c","magnitudeField":"m"}]}})");
+    const int count = static_cast<int>(kestrel::JsomWriter::ELEMENTS_PER_CHUNK) * 6 + 3;
+    std::string texts[2];
+    for (std::string& text : texts) {
+        for (int i = 0; i < count; ++i) {
+            send(7, 1e6 + i * 0.0007071 - (i % 97 == 5 ? 1.0 : 0.0), {i % 11, i % 3 == 0, i * 7919, 0, i % 1000 - 3});
+        }
+        text = close(true, &text == &texts[1]);
+    }
+    EXPECT_TRUE(texts[0] == texts[1]);
+    EXPECT_GT(std::count(texts[0].begin(), texts[0].end(), '\n'), 5);
 }
 
 } // namespace

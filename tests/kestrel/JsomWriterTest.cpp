@@ -1,10 +1,16 @@
 #include "kestrel/JsomWriter.h"
+#include "kestrel/RowText.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 using kestrel::JsomWriter;
 
@@ -206,4 +212,215 @@ TEST(JsomWriter, LongLinesAreBroken) {
     p.end();
     EXPECT_NE(std::string::npos, deep.str().find("\n" + std::string(47, ' ') + "1\n"));
     EXPECT_EQ(std::string::npos, deep.str().find(std::string(48, ' ')));
+}
+
+TEST(JsomWriter, FixedNotationMatchesPrintfOnTiesAndCarries) {
+    // Exact ties (odd multiples of 2^-(p+1)) round to even; values just below a carry round up into the integer
+    // part; large values use every digit of the 64-bit units.
+    uint64_t bits = 0x2545F4914F6CDD1Dull;
+    auto next = [&bits] {
+        bits ^= bits << 13;
+        bits ^= bits >> 7;
+        bits ^= bits << 17;
+        return bits;
+    };
+    const double bases[] = {0, 1, 9, 99999, 123456.5, 4294967296.0, 999999999999.0, 1e12, 9999999999999.0};
+    char buf[JsomWriter::NUMBER_BUFFER_SIZE];
+    char expected[400];
+    for (int i = 0; i < 60000; ++i) {
+        const uint64_t r = next();
+        const int precision = (r & 1) ? 6 : 1;
+        double d = bases[r % 9];
+        switch ((r >> 8) % 4) {
+        case 0: // a tie or near it
+            d += static_cast<double>((r >> 12) % 4096 * 2 + 1) / (precision == 6 ? 128.0 : 4.0);
+            break;
+        case 1: // just below a carry
+            d += 1.0 - static_cast<double>((r >> 12) % 1000) * (precision == 6 ? 1e-8 : 1e-3);
+            break;
+        case 2: // half a unit of the last decimal and a few units of the last bit around it
+            d += (precision == 6 ? 0.0000005 : 0.05) * static_cast<double>((r >> 12) % 20) +
+                 static_cast<double>(static_cast<int>((r >> 40) % 9) - 4) * 1e-16;
+            break;
+        default:
+            d += static_cast<double>(r >> 11) / 9007199254740992.0 * 1000.0;
+            break;
+        }
+        if ((r >> 20) & 1) {
+            d = -d;
+        }
+        snprintf(expected, sizeof(expected), "%.*f", precision, d);
+        std::string s(expected);
+        s.erase(s.find_last_not_of('0') + 1);
+        if (s.back() == '.') {
+            s.pop_back();
+        }
+        ASSERT_EQ(s, std::string(buf, static_cast<size_t>(JsomWriter::formatDouble(buf, d, precision))))
+            << precision << " " << d;
+    }
+    EXPECT_EQ("null", std::string(buf, static_cast<size_t>(JsomWriter::formatDouble(buf, NAN, 6))));
+    EXPECT_EQ("-9223372036854775808", std::string(buf, static_cast<size_t>(JsomWriter::formatLong(buf, INT64_MIN))));
+}
+
+namespace {
+
+// The elements of rows: a row of up to four numbers, nested one deep, or a bare number.
+struct Element {
+    int kind; // 0: a bare integer, 1: a row of a time, an integer and a one-decimal value, 2: an empty row
+    double time;
+    long long value;
+};
+
+template <class Sink> void writeElement(Sink& sink, const Element& e) {
+    if (e.kind == 0) {
+        sink.appendLong(e.value);
+        return;
+    }
+    sink.startArray();
+    if (e.kind == 1) {
+        sink.appendDouble(e.time, 6);
+        sink.appendLong(e.value);
+        sink.appendDouble(e.time * 3, 1);
+    }
+    sink.endArray();
+}
+
+// The document written element by element, and written with runs of `runLength` elements as text; the padding
+// string puts the array's opening bracket at a chosen column.
+std::pair<std::string, std::string> bothWays(const std::vector<Element>& elements, size_t padding, size_t runLength) {
+    std::ostringstream perValue;
+    std::ostringstream asText;
+    JsomWriter a(&perValue);
+    JsomWriter b(&asText);
+    for (JsomWriter* w : {&a, &b}) {
+        w->startArray();
+        w->appendString(std::string(padding, 'x'), false);
+        w->startArray();
+    }
+    for (const Element& e : elements) {
+        writeElement(a, e);
+    }
+    kestrel::RowText text;
+    for (size_t i = 0; i < elements.size(); i += runLength) {
+        text.clear();
+        for (size_t j = i; j < elements.size() && j < i + runLength; ++j) {
+            writeElement(text, elements[j]);
+        }
+        b.appendElementText(text.data(), text.size());
+    }
+    a.end();
+    b.end();
+    return {perValue.str(), asText.str()};
+}
+
+// Where two long texts first differ (npos when equal), so that a failure prints a position, not the texts.
+size_t firstDifference(const std::string& a, const std::string& b) {
+    auto mismatch = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+    return mismatch.first == a.end() && mismatch.second == b.end() ? std::string::npos
+                                                                   : static_cast<size_t>(mismatch.first - a.begin());
+}
+
+} // namespace
+
+TEST(JsomWriter, ElementTextBreaksLinesLikeTheValueCalls) {
+    // Rows of one bare value, or of "[time,value,value]" whose line break may fall before the row, before its first
+    // value (right after its bracket) or after a comma within it: every offset of the limit within the first
+    // elements, once exactly on a value start, with runs of one element and of many.
+    std::vector<Element> rows;
+    for (int i = 0; i < 40; ++i) {
+        rows.push_back(Element{i % 7 == 3 ? 2 : (i % 5 == 0 ? 0 : 1), 12.345678 + i, i * 37 - 100});
+    }
+    const size_t opening = 3; // the outer bracket and the quotes of the padding string
+    for (size_t offset = 0; offset < 60; ++offset) {
+        for (size_t runLength : {1, 7, 40}) {
+            auto texts = bothWays(rows, JsomWriter::MAX_LINE_LENGTH - opening - offset, runLength);
+            ASSERT_EQ(std::string::npos, firstDifference(texts.first, texts.second)) << offset << " " << runLength;
+            ASSERT_NE(std::string::npos, texts.first.find('\n'));
+        }
+    }
+    // Many lines: elements of random lengths, in runs of random lengths.
+    uint64_t bits = 0x9E3779B97F4A7C15ull;
+    std::vector<Element> many;
+    for (int i = 0; i < 40000; ++i) {
+        bits ^= bits << 13;
+        bits ^= bits >> 7;
+        bits ^= bits << 17;
+        many.push_back(Element{static_cast<int>(bits % 3), static_cast<double>(bits >> 20) / 1e9,
+                               static_cast<long long>(bits % 100000) - 5000});
+    }
+    auto texts = bothWays(many, 5, 1 + bits % 3000);
+    EXPECT_EQ(std::string::npos, firstDifference(texts.first, texts.second));
+    EXPECT_GT(std::count(texts.first.begin(), texts.first.end(), '\n'), 15);
+
+    // Pretty layout cannot take text.
+    std::ostringstream os;
+    JsomWriter w(&os);
+    w.whitespace = true;
+    w.startArray();
+    testing::internal::CaptureStderr();
+    w.appendElementText("1", 1);
+    EXPECT_EQ("ERROR: JsonWriter::appendElementText() Invalid sequence. state: [\n",
+              testing::internal::GetCapturedStderr());
+}
+
+TEST(JsomWriter, ElementsFormattedAheadOnTwoThreads) {
+    // Many chunks, a single one and none, in compact layout against formatAhead off, and pretty layout; a format
+    // that throws on the worker or on this thread ends the call with the exception and leaves the writer usable.
+    std::vector<Element> rows;
+    for (int i = 0; i < static_cast<int>(JsomWriter::ELEMENTS_PER_CHUNK) * 9 + 5; ++i) {
+        rows.push_back(Element{1, 1000.0 + i * 0.0001234567, i % 13 - 6});
+    }
+    auto document = [&rows](bool ahead, bool pretty, size_t count) {
+        std::ostringstream os;
+        JsomWriter w(&os);
+        w.formatAhead = ahead;
+        w.whitespace = pretty;
+        for (int series = 0; series < 3; ++series) {
+            w.startArray();
+            w.appendElements(
+                count,
+                [&rows](size_t begin, size_t end, kestrel::RowText& text) {
+                    for (size_t i = begin; i < end; ++i) {
+                        writeElement(text, rows[i]);
+                    }
+                },
+                [&rows, &w](size_t i) { writeElement(w, rows[i]); });
+            w.endArray();
+        }
+        w.end();
+        return os.str();
+    };
+    for (size_t count : {rows.size(), static_cast<size_t>(JsomWriter::ELEMENTS_PER_CHUNK), size_t(0)}) {
+        EXPECT_EQ(std::string::npos, firstDifference(document(false, false, count), document(true, false, count)))
+            << count;
+    }
+    EXPECT_EQ(document(false, true, 100), document(true, true, 100));
+
+    std::ostringstream os;
+    JsomWriter w(&os);
+    for (size_t failing : {size_t(1), size_t(6)}) {
+        w.startArray();
+        EXPECT_THROW(w.appendElements(
+                         rows.size(),
+                         [failing](size_t begin, size_t, kestrel::RowText& text) {
+                             if (begin == failing * JsomWriter::ELEMENTS_PER_CHUNK) {
+                                 throw std::runtime_error("format");
+                             }
+                             text.appendLong(1);
+                         },
+                         [](size_t) {}),
+                     std::runtime_error);
+        w.endArray();
+    }
+    w.startArray();
+    w.appendElements(
+        rows.size(), [](size_t, size_t, kestrel::RowText& text) { text.appendLong(2); }, [](size_t) {});
+    w.endArray();
+    w.end();
+    // How many chunks of an interrupted call were written depends on the threads; the writer carries on.
+    const std::string text = os.str();
+    const std::string last = "][2,2,2,2,2,2,2,2,2,2]";
+    ASSERT_GT(text.size(), last.size());
+    EXPECT_EQ(last, text.substr(text.size() - last.size()));
+    EXPECT_EQ(std::string::npos, text.substr(0, text.size() - last.size()).find_first_not_of("[],1"));
 }
