@@ -59,26 +59,33 @@ void PerfEventDataSample::buildGetters() {
     // matched to its attribute before its layout is known.
     if (sampleType & A::SAMPLE_IDENTIFIER)
         getters.push_back(new U64(&id));
-    if (sampleType & A::SAMPLE_IP)
-        getters.push_back(new U64(&ip));
-    if (sampleType & A::SAMPLE_TID) {
-        getters.push_back(new U32(&pid));
-        getters.push_back(new U32(&tid));
+    // The fixed fields of trace point samples as perf records them, read in one go.
+    const unsigned long long fixedRun =
+        A::SAMPLE_IP | A::SAMPLE_TID | A::SAMPLE_TIME | A::SAMPLE_CPU | A::SAMPLE_PERIOD;
+    if ((sampleType & (fixedRun | A::SAMPLE_ADDR | A::SAMPLE_ID | A::SAMPLE_STREAM_ID)) == fixedRun) {
+        getters.push_back(new GetterWithPeriod(*this));
+    } else {
+        if (sampleType & A::SAMPLE_IP)
+            getters.push_back(new U64(&ip));
+        if (sampleType & A::SAMPLE_TID) {
+            getters.push_back(new U32(&pid));
+            getters.push_back(new U32(&tid));
+        }
+        if (sampleType & A::SAMPLE_TIME)
+            getters.push_back(new U64(&time));
+        if (sampleType & A::SAMPLE_ADDR)
+            getters.push_back(new U64(&addr));
+        if (sampleType & A::SAMPLE_ID)
+            getters.push_back(new U64(&id));
+        if (sampleType & A::SAMPLE_STREAM_ID)
+            getters.push_back(new U64(&streamId));
+        if (sampleType & A::SAMPLE_CPU) {
+            getters.push_back(new U32(&cpu));
+            getters.push_back(new U32(&resource));
+        }
+        if (sampleType & A::SAMPLE_PERIOD)
+            getters.push_back(new U64(&period));
     }
-    if (sampleType & A::SAMPLE_TIME)
-        getters.push_back(new U64(&time));
-    if (sampleType & A::SAMPLE_ADDR)
-        getters.push_back(new U64(&addr));
-    if (sampleType & A::SAMPLE_ID)
-        getters.push_back(new U64(&id));
-    if (sampleType & A::SAMPLE_STREAM_ID)
-        getters.push_back(new U64(&streamId));
-    if (sampleType & A::SAMPLE_CPU) {
-        getters.push_back(new U32(&cpu));
-        getters.push_back(new U32(&resource));
-    }
-    if (sampleType & A::SAMPLE_PERIOD)
-        getters.push_back(new U64(&period));
     if (sampleType & A::SAMPLE_READ)
         getters.push_back(new GetterReadFormat(&readValues, attribute.getReadFormat()));
     if (sampleType & A::SAMPLE_CALLCHAIN)

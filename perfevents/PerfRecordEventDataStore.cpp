@@ -21,19 +21,11 @@ kestrel::Logger* PerfRecordEventDataStore::logger = nullptr;
 
 namespace {
 typedef PerfEventAttribute A;
-const unsigned int LAST_KERNEL_RECORD = 63;
-
-unsigned long long bitCount(unsigned long long value) {
-    unsigned long long count = 0;
-    for (; value != 0; value &= value - 1)
-        ++count;
-    return count;
-}
 } // namespace
 
 PerfRecordEventDataStore::PerfRecordEventDataStore(const boost::ptr_vector<PerfEventAttribute>& attributes)
-    : attributes(attributes), lastId(0), lastIndex(UNKNOWN_ATTRIBUTE - 1), sameLayout(true), identified(false),
-      warned(false), unknownAttributeCount(0), undecodableBefore(0) {
+    : attributes(attributes), sameLayout(true), identified(false), warned(false), unknownAttributeCount(0),
+      undecodableBefore(0) {
     if (logger == nullptr)
         logger = kestrel::Logger::getLogger("PerfRecordEventDataStore");
     if (attributes.empty())
@@ -57,20 +49,13 @@ void PerfRecordEventDataStore::attributesChanged() {
 void PerfRecordEventDataStore::buildPerfEventDataParsers() {
     sameLayout = true;
     identified = !attributes.empty();
-    attributeById.clear();
-    lastIndex = UNKNOWN_ATTRIBUTE - 1;
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         if (i + 1 < attributes.size() && !areAtributesSimilar(attributes[i], attributes[i + 1]))
             sameLayout = false;
         if ((attributes[i].getSampleType() & A::SAMPLE_IDENTIFIER) == 0)
             identified = false;
-        for (unsigned long long id : attributes[i].getStreamIds())
-            attributeById.emplace(id, static_cast<int>(i));
     }
-    const std::size_t FEW = 32;
-    fewIds.clear();
-    if (attributeById.size() <= FEW)
-        fewIds.assign(attributeById.begin(), attributeById.end());
+    ids.build(attributes);
     if (!sameLayout && !identified && !warned) {
         logger->warnf("Attributes stored in perf record file will result in event data of different layouts.  "
                       "This may cause parsing failure.");
@@ -97,55 +82,7 @@ void PerfRecordEventDataStore::buildPerfEventDataParsers() {
 int PerfRecordEventDataStore::findAttribute(unsigned int type, const unsigned char* body, unsigned int size) const {
     if (sameLayout || !identified)
         return 0;
-    if (size < 8)
-        return UNKNOWN_ATTRIBUTE;
-    unsigned long long id = 0;
-    std::memcpy(&id, type == PerfEventData::TYPE_SAMPLE ? body : body + size - 8, 8);
-    if (id == lastId && lastIndex != UNKNOWN_ATTRIBUTE - 1)
-        return lastIndex;
-    lastId = id;
-    if (!fewIds.empty() || attributeById.empty()) {
-        lastIndex = UNKNOWN_ATTRIBUTE;
-        for (const auto& entry : fewIds)
-            if (entry.first == id) {
-                lastIndex = entry.second;
-                break;
-            }
-        return lastIndex;
-    }
-    auto found = attributeById.find(id);
-    lastIndex = found == attributeById.end() ? UNKNOWN_ATTRIBUTE : found->second;
-    return lastIndex;
-}
-
-bool PerfRecordEventDataStore::getRecordTime(unsigned int type, const unsigned char* body, unsigned int size,
-                                             unsigned long long& time) const {
-    if (type > LAST_KERNEL_RECORD)
-        return false;
-    const int index = findAttribute(type, body, size);
-    if (index == UNKNOWN_ATTRIBUTE)
-        return false;
-    const PerfEventAttribute& attribute = attributes[static_cast<std::size_t>(index)];
-    const unsigned long long sampleType = attribute.getSampleType();
-    if ((sampleType & A::SAMPLE_TIME) == 0)
-        return false;
-    unsigned long long offset = 0;
-    if (type == PerfEventData::TYPE_SAMPLE) {
-        offset = 8 * bitCount(sampleType & (A::SAMPLE_IDENTIFIER | A::SAMPLE_IP | A::SAMPLE_TID));
-    } else {
-        if (!attribute.isSampleIdAll())
-            return false;
-        // The trailer ends with id, stream id, cpu and identifier, each 8 bytes, as far as selected.
-        const unsigned long long after =
-            8 * bitCount(sampleType & (A::SAMPLE_ID | A::SAMPLE_STREAM_ID | A::SAMPLE_CPU | A::SAMPLE_IDENTIFIER));
-        if (size < after + 8)
-            return false;
-        offset = size - after - 8;
-    }
-    if (offset + 8 > size)
-        return false;
-    std::memcpy(&time, body + offset, 8);
-    return true;
+    return ids.find(type, body, size);
 }
 
 PerfEventData* PerfRecordEventDataStore::getEventData(PerfEventData::Type type, const kestrel::ByteBufferViewport& body,

@@ -1,13 +1,11 @@
 #ifndef PERFEVENTS_PERFRECORDEVENTDATASTORE_H
 #define PERFEVENTS_PERFRECORDEVENTDATASTORE_H
 
+#include "perfevents/PerfAttributeIdIndex.h"
 #include "perfevents/PerfEventAttribute.h"
 #include "perfevents/PerfEventDataStore.h"
 
 #include <boost/ptr_container/ptr_vector.hpp>
-#include <unordered_map>
-#include <utility>
-#include <vector>
 
 namespace perfevents {
 
@@ -19,7 +17,7 @@ class PerfEventDataSample;
 /// any other record. When all attributes share one layout, the first attribute's decoders serve every record.
 class PerfRecordEventDataStore : public PerfEventDataStore {
 public:
-    static const int UNKNOWN_ATTRIBUTE = -1;
+    static const int UNKNOWN_ATTRIBUTE = PerfAttributeIdIndex::UNKNOWN;
 
     /// Throws std::invalid_argument when the list is empty. The list may grow later (attributes of a pipe);
     /// call attributesChanged() then.
@@ -37,9 +35,6 @@ public:
 
     /// Index of the attribute of a record body, or UNKNOWN_ATTRIBUTE when its id belongs to none.
     int findAttribute(unsigned int type, const unsigned char* body, unsigned int size) const;
-    /// The time stamp of a kernel record: a sample's own, or that of another record's sample_id trailer. False
-    /// when the record carries none.
-    bool getRecordTime(unsigned int type, const unsigned char* body, unsigned int size, unsigned long long& time) const;
 
     /// Samples skipped because their id belongs to no attribute.
     unsigned long long getUnknownAttributeCount() const { return unknownAttributeCount; }
@@ -54,13 +49,7 @@ private:
 
     const boost::ptr_vector<PerfEventAttribute>& attributes;
     boost::ptr_vector<PerfEventData> decoders; // index: attribute * TYPES + type
-    std::unordered_map<unsigned long long, int> attributeById;
-    // The same pairs in a flat list while there are few (a recording has one id per event and CPU): a scan of
-    // a few cache lines beats hashing on the per-record path. Empty when there are more.
-    std::vector<std::pair<unsigned long long, int>> fewIds;
-    // The last id looked up and its attribute: the time and the decoding of one record look up the same id.
-    mutable unsigned long long lastId;
-    mutable int lastIndex;
+    mutable PerfAttributeIdIndex ids;          // its cache of the last id changes on lookups
     bool sameLayout;
     bool identified; // every attribute puts the id first in samples and last in trailers
     bool warned;

@@ -9,7 +9,6 @@ namespace perfevents {
 
 namespace {
 typedef PerfEventAttribute A;
-const int UNKNOWN = -1, NONE = -2;
 
 int bytesOf(unsigned long long bits) {
     int count = 0;
@@ -20,7 +19,7 @@ int bytesOf(unsigned long long bits) {
 } // namespace
 
 PerfRecordTimeLookup::PerfRecordTimeLookup(const boost::ptr_vector<PerfEventAttribute>& attributes)
-    : attributes(attributes), single(true), lastId(0), lastIndex(NONE) {
+    : attributes(attributes), single(true) {
     rebuild();
 }
 
@@ -28,9 +27,7 @@ void PerfRecordTimeLookup::rebuild() {
     // The same choice as the store's: records are told apart by id only when the layouts differ and every
     // attribute puts the id first in samples and last in trailers.
     bool sameLayout = true, identified = !attributes.empty();
-    byId.clear();
     layouts.clear();
-    lastIndex = NONE;
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         const PerfEventAttribute& attribute = attributes[i];
         if (i + 1 < attributes.size() && !PerfRecordEventDataStore::areAtributesSimilar(attribute, attributes[i + 1]))
@@ -38,8 +35,6 @@ void PerfRecordTimeLookup::rebuild() {
         const unsigned long long sampleType = attribute.getSampleType();
         if ((sampleType & A::SAMPLE_IDENTIFIER) == 0)
             identified = false;
-        for (unsigned long long id : attribute.getStreamIds())
-            byId.emplace(id, static_cast<int>(i));
         Layout layout{-1, -1};
         if ((sampleType & A::SAMPLE_TIME) != 0) {
             layout.sampleOffset = bytesOf(sampleType & (A::SAMPLE_IDENTIFIER | A::SAMPLE_IP | A::SAMPLE_TID));
@@ -50,41 +45,15 @@ void PerfRecordTimeLookup::rebuild() {
         layouts.push_back(layout);
     }
     single = sameLayout || !identified;
-    const std::size_t FEW = 32;
-    fewIds.clear();
-    if (byId.size() <= FEW)
-        fewIds.assign(byId.begin(), byId.end());
-}
-
-int PerfRecordTimeLookup::_find(unsigned int type, const unsigned char* body, unsigned int size) {
-    if (size < 8)
-        return UNKNOWN;
-    unsigned long long id = 0;
-    std::memcpy(&id, type == PerfEventData::TYPE_SAMPLE ? body : body + size - 8, 8);
-    if (id == lastId && lastIndex != NONE)
-        return lastIndex;
-    lastId = id;
-    lastIndex = UNKNOWN;
-    if (!fewIds.empty() || byId.empty()) {
-        for (const auto& entry : fewIds)
-            if (entry.first == id) {
-                lastIndex = entry.second;
-                break;
-            }
-        return lastIndex;
-    }
-    auto found = byId.find(id);
-    if (found != byId.end())
-        lastIndex = found->second;
-    return lastIndex;
+    ids.build(attributes);
 }
 
 bool PerfRecordTimeLookup::getRecordTime(unsigned int type, const unsigned char* body, unsigned int size,
                                          unsigned long long& time) {
     if (layouts.empty())
         return false;
-    const int index = single ? 0 : _find(type, body, size);
-    if (index == UNKNOWN)
+    const int index = single ? 0 : ids.find(type, body, size);
+    if (index == PerfAttributeIdIndex::UNKNOWN)
         return false;
     const Layout& layout = layouts[static_cast<std::size_t>(index)];
     unsigned long long offset = 0;

@@ -1,11 +1,10 @@
 #ifndef PERFEVENTS_PERFRECORDTIMELOOKUP_H
 #define PERFEVENTS_PERFRECORDTIMELOOKUP_H
 
+#include "perfevents/PerfAttributeIdIndex.h"
 #include "perfevents/PerfEventAttribute.h"
 
 #include <boost/ptr_container/ptr_vector.hpp>
-#include <unordered_map>
-#include <utility>
 #include <vector>
 
 namespace perfevents {
@@ -29,15 +28,11 @@ private:
         int sampleOffset; // of the time in a sample; -1: samples have none
         int trailerAfter; // bytes after the time in a sample_id trailer; -1: other records carry none
     };
-    int _find(unsigned int type, const unsigned char* body, unsigned int size);
 
     const boost::ptr_vector<PerfEventAttribute>& attributes;
     std::vector<Layout> layouts;
-    std::unordered_map<unsigned long long, int> byId;
-    std::vector<std::pair<unsigned long long, int>> fewIds; // the same while there are few; else empty
-    bool single;                                            // every record is read by the first attribute's layout
-    unsigned long long lastId;
-    int lastIndex;
+    PerfAttributeIdIndex ids;
+    bool single; // every record is read by the first attribute's layout
 };
 
 } // namespace perfevents
