@@ -56,6 +56,9 @@ void HugePageArena::_newChunk() {
     chunks.push_back(chunk);
     next = static_cast<char*>(chunk);
     end = next + CHUNK_SIZE;
+    // A run that fits into one chunk (most small recordings) would only wait for a chunk it never uses.
+    if (chunks.size() < 2)
+        return;
     try {
         preparing = std::thread([this] {
             void* ahead = _mapChunk();

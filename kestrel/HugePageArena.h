@@ -14,8 +14,8 @@ namespace kestrel {
  * back to the system only when the arena ends. Requests above MAX_BLOCK go to the ordinary heap.
  *
  * The first touch of a chunk costs the kernel the zeroing of its 2 MiB, a good part of what a conversion spends on
- * memory. So whenever a chunk is taken into use, a short-lived thread maps the next one and touches its pages on
- * another core, and the chunk after is ready by the time the points reach it.
+ * memory. So from the second chunk on, whenever a chunk is taken into use, a short-lived thread maps the next one and
+ * touches its pages on another core, and the chunk after is ready by the time the points reach it.
  *
  * Allocation and release are for one thread: the converter plots on one thread.
  */
