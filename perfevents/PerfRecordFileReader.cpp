@@ -20,6 +20,8 @@ namespace {
 // Items the reading thread puts among the records it hands over; record types go up to 65535 at most.
 const unsigned int ITEM_REBUILD = 0x10000001;   // rebuild the decoders: the attributes have changed
 const unsigned int ITEM_LOG_ERROR = 0x10000002; // log the text that follows at error level
+const unsigned int ITEM_RECORD_AT = 0x10000003; // the record at the address that follows (a pool block holds it)
+const unsigned short ITEM_RECORD_AT_SIZE = 8 + sizeof(const unsigned char*);
 const unsigned short RECORD_HEADER_SIZE_16 = 8;
 
 kestrel::Logger* readerLogger() {
@@ -97,7 +99,7 @@ void PerfRecordFileReader::_open(bool decode) {
         std::memcpy(header.magic, head, 8);
         header.size = PIPE_HEADER_SIZE;
         streamSource.reset(new PerfStreamByteSource(input));
-        framer.reset(new PerfRecordFramer(*streamSource));
+        framer.reset(new PerfRecordFramer(*streamSource, blockPool));
         _readPipeSetup();
     } else {
         if (fileSize < 0)
@@ -268,7 +270,7 @@ void PerfRecordFileReader::_cueFirstEvent() {
     if (input.fail())
         handleError("Error cueing read of perf event data.  Perf file corrupt.");
     streamSource.reset(new PerfStreamByteSource(input));
-    framer.reset(new PerfRecordFramer(*streamSource, dataLimit));
+    framer.reset(new PerfRecordFramer(*streamSource, blockPool, dataLimit));
 }
 
 const std::string& PerfRecordFileReader::getTraceEventName(unsigned long long id) const {
@@ -380,10 +382,12 @@ void PerfRecordFileReader::_handleRecord(const PerfRecordView& record, bool deco
             attributesChanged = false;
         }
         unsigned long long time = 0;
-        if (timeLookup->getRecordTime(type, record.body(), record.bodySize(), time))
-            queue->push(time, record.bytes, record.size);
+        if (!timeLookup->getRecordTime(type, record.body(), record.bodySize(), time))
+            _emit(record.bytes, record.size, record.block);
+        else if (record.block != PerfRecordBlockPool::NO_BLOCK)
+            queue->push(time, record.bytes, record.size, record.block);
         else
-            _emit(record.bytes, record.size);
+            queue->push(time, record.bytes, record.size);
         return;
     }
     // The set-up records of a pipe, read on construction, describe the recording even when records are
@@ -435,12 +439,22 @@ void PerfRecordFileReader::_deliver(const unsigned char* record, unsigned int si
         listener->onEventData(*decoded);
 }
 
-void PerfRecordFileReader::onOrderedRecord(const unsigned char* record, unsigned int size) {
-    _emit(record, size);
+void PerfRecordFileReader::onOrderedRecord(const unsigned char* record, unsigned int size, unsigned int block) {
+    _emit(record, size, block);
 }
 
-void PerfRecordFileReader::_emit(const unsigned char* record, unsigned int size) {
-    std::memcpy(pipeline->append(size), record, size);
+void PerfRecordFileReader::_emit(const unsigned char* record, unsigned int size, unsigned int block) {
+    if (block == PerfRecordBlockPool::NO_BLOCK || size <= ITEM_RECORD_AT_SIZE) {
+        std::memcpy(pipeline->append(size), record, size);
+        return;
+    }
+    // Its address instead of its bytes: the block stays as it is until the batch is done.
+    unsigned char* item = pipeline->append(ITEM_RECORD_AT_SIZE);
+    std::memcpy(item, &ITEM_RECORD_AT, 4);
+    std::memset(item + 4, 0, 2);
+    std::memcpy(item + 6, &ITEM_RECORD_AT_SIZE, 2);
+    std::memcpy(item + RECORD_HEADER_SIZE, &record, sizeof(record));
+    blockPool.referTo(block, pipeline->getFillingNumber());
 }
 
 void PerfRecordFileReader::_logError(const std::string& message) {
@@ -463,7 +477,11 @@ void PerfRecordFileReader::_deliverBatch(const unsigned char* data, std::size_t 
         const unsigned char* item = data + at;
         const unsigned int type = readAt<unsigned int>(item, 0);
         const unsigned short length = readAt<unsigned short>(item, 6);
-        if (type == ITEM_REBUILD)
+        if (type == ITEM_RECORD_AT) {
+            const unsigned char* record = nullptr;
+            std::memcpy(&record, item + RECORD_HEADER_SIZE, sizeof(record));
+            _deliver(record, readAt<unsigned short>(record, 6));
+        } else if (type == ITEM_REBUILD)
             store->attributesChanged();
         else if (type == ITEM_LOG_ERROR)
             readerLogger()->errorf(
@@ -502,14 +520,19 @@ void PerfRecordFileReader::parseEvents(PerfEventDataListener& target) {
     const unsigned long long undecodableBefore = store ? store->getUndecodableSampleCount() : 0;
     if (decode) {
         // This thread decodes and delivers; one of its own reads, frames and orders, and holds the queue.
-        queue.reset(new PerfRecordOrderQueue(*this));
+        queue.reset(new PerfRecordOrderQueue(*this, PerfRecordOrderQueue::DEFAULT_MEMORY_LIMIT, &blockPool));
         timeLookup.reset(new PerfRecordTimeLookup(attributes));
         PerfRecordPipeline records;
         pipeline = &records;
+        blockPool.followBatches(&records.getFinishedCount());
         struct Detach {
             PerfRecordPipeline*& pipeline;
-            ~Detach() { pipeline = nullptr; }
-        } detach{pipeline};
+            PerfRecordBlockPool& pool;
+            ~Detach() {
+                pipeline = nullptr;
+                pool.followBatches(nullptr); // the batches are done, or will never be
+            }
+        } detach{pipeline, blockPool};
         records.run(
             [this] {
                 _walk();

@@ -4,6 +4,7 @@
 #include "kestrel/ByteBuffer.h"
 #include "perfevents/PerfEventData.h"
 #include "perfevents/PerfOutputReader.h"
+#include "perfevents/PerfRecordBlockPool.h"
 #include "perfevents/PerfRecordFramer.h"
 #include "perfevents/PerfRecordOrderQueue.h"
 
@@ -34,7 +35,9 @@ class PerfZstdByteSource;
 ///
 /// When decoding, a thread of its own reads, frames, decompresses and orders the records and hands them over in
 /// batches (with the points where the decoders are to be rebuilt and the messages it has to log) to the thread
-/// that called parseEvents, which decodes and delivers them. Before it changes what that thread reads (the
+/// that called parseEvents, which decodes and delivers them. Records are read into blocks of memory that stay
+/// put until the delivering thread is done with them, so the batches refer to the records instead of copying
+/// them, and the order queue holds them where they were read. Before it changes what that thread reads (the
 /// attributes and event types a pipe brings during the walk), it waits until that thread has caught up.
 class PerfRecordFileReader : public PerfOutputReader, private PerfRecordOrderQueue::Receiver {
 public:
@@ -96,11 +99,11 @@ private:
     void _cueFirstEvent();
     void _walk();
     void _deliverBatch(const unsigned char* data, std::size_t size);
-    void _emit(const unsigned char* record, unsigned int size);
+    void _emit(const unsigned char* record, unsigned int size, unsigned int block);
     void _logError(const std::string& message);
     void _handleRecord(const PerfRecordView& record, bool decompressed);
     void _deliver(const unsigned char* record, unsigned int size);
-    void onOrderedRecord(const unsigned char* record, unsigned int size) override;
+    void onOrderedRecord(const unsigned char* record, unsigned int size, unsigned int block) override;
     void _addAttribute(const PerfRecordView& record);
     void _addEventType(const PerfRecordView& record);
     void _readFeature(const PerfRecordView& record);
@@ -120,6 +123,7 @@ private:
     unsigned long long dataLimit;   // bytes of the data section that the file holds; 0 in a pipe
     unsigned long long dataMissing; // bytes of the stated data section that lie past the end of the file
     std::string missingSections;    // sections of a cut file that were not read
+    PerfRecordBlockPool blockPool;  // the data section is read into its blocks; records stay where they are read
     std::unique_ptr<PerfStreamByteSource> streamSource;
     std::unique_ptr<PerfRecordFramer> framer;
     bool pendingRecord; // the framer's current record is the first one after the set-up of a pipe

@@ -1,6 +1,7 @@
 #include "perfevents/PerfRecordFramer.h"
 
 #include <cstring>
+#include <stdexcept>
 
 namespace perfevents {
 
@@ -10,23 +11,51 @@ const std::size_t MAX_RECORD_SIZE = 65535;
 
 PerfRecordFramer::PerfRecordFramer(PerfByteSource& source, unsigned long long limit, std::size_t blockSize)
     : source(source), limit(limit), fromSource(0), consumed(0), payloadLeft(0),
-      buffer(blockSize > 2 * MAX_RECORD_SIZE ? blockSize : 2 * MAX_RECORD_SIZE), position(0), end(0), garbled(false) {}
+      owned(blockSize > 2 * MAX_RECORD_SIZE ? blockSize : 2 * MAX_RECORD_SIZE), pool(nullptr),
+      block(PerfRecordBlockPool::NO_BLOCK), buffer(owned.data()), capacity(owned.size()), position(0), end(0),
+      garbled(false) {}
+
+PerfRecordFramer::PerfRecordFramer(PerfByteSource& source, PerfRecordBlockPool& pool, unsigned long long limit)
+    : source(source), limit(limit), fromSource(0), consumed(0), payloadLeft(0), pool(&pool), block(pool.acquire()),
+      buffer(pool.bytes(block)), capacity(pool.getBlockSize()), position(0), end(0), garbled(false) {
+    if (capacity < 2 * MAX_RECORD_SIZE) { // a record could never be whole in a block
+        pool.unpin(block);
+        throw std::invalid_argument("PerfRecordFramer: pool blocks are too small for the largest record");
+    }
+}
+
+PerfRecordFramer::~PerfRecordFramer() {
+    if (pool != nullptr)
+        pool->unpin(block);
+}
+
+void PerfRecordFramer::_moveRest() {
+    if (pool == nullptr) {
+        std::memmove(buffer, buffer + position, end - position);
+    } else {
+        // The records before stay where they are: a new block takes the rest.
+        const unsigned int next = pool->acquire();
+        std::memcpy(pool->bytes(next), buffer + position, end - position);
+        pool->unpin(block);
+        block = next;
+        buffer = pool->bytes(block);
+    }
+    end -= position;
+    position = 0;
+}
 
 bool PerfRecordFramer::_fill(std::size_t needed) {
     if (end - position >= needed)
         return true;
-    if (position > 0) {
-        std::memmove(buffer.data(), buffer.data() + position, end - position);
-        end -= position;
-        position = 0;
-    }
+    if (position > 0)
+        _moveRest();
     while (end < needed) {
-        std::size_t want = buffer.size() - end;
+        std::size_t want = capacity - end;
         if (limit != 0 && want > limit - fromSource)
             want = static_cast<std::size_t>(limit - fromSource);
         if (want == 0)
             return false;
-        const std::size_t got = source.read(buffer.data() + end, want);
+        const std::size_t got = source.read(buffer + end, want);
         end += got;
         fromSource += got;
         if (got < want && end < needed)
@@ -43,7 +72,7 @@ bool PerfRecordFramer::_takePayload(std::vector<unsigned char>* out) {
         if (step > payloadLeft)
             step = static_cast<std::size_t>(payloadLeft);
         if (out != nullptr)
-            out->insert(out->end(), buffer.data() + position, buffer.data() + position + step);
+            out->insert(out->end(), buffer + position, buffer + position + step);
         position += step;
         payloadLeft -= step;
         consumed += step;
@@ -66,7 +95,7 @@ void PerfRecordFramer::_notePayload(const PerfRecordView& record) {
 bool PerfRecordFramer::next(PerfRecordView& record) {
     if (garbled || !_takePayload(nullptr) || !_fill(RECORD_HEADER_SIZE))
         return false;
-    const unsigned char* head = buffer.data() + position;
+    const unsigned char* head = buffer + position;
     unsigned short size = 0;
     std::memcpy(&size, head + 6, 2);
     if (size < RECORD_HEADER_SIZE) {
@@ -75,11 +104,12 @@ bool PerfRecordFramer::next(PerfRecordView& record) {
     }
     if (!_fill(size))
         return false;
-    head = buffer.data() + position;
+    head = buffer + position;
     std::memcpy(&record.type, head, 4);
     std::memcpy(&record.misc, head + 4, 2);
     record.size = size;
     record.bytes = head;
+    record.block = block;
     position += size;
     consumed += size;
     _notePayload(record);
@@ -89,7 +119,7 @@ bool PerfRecordFramer::next(PerfRecordView& record) {
 unsigned int PerfRecordFramer::getPartialRecordSize() const {
     unsigned short size = 0;
     if (payloadLeft == 0 && end - position >= RECORD_HEADER_SIZE)
-        std::memcpy(&size, buffer.data() + position + 6, 2);
+        std::memcpy(&size, buffer + position + 6, 2);
     return size;
 }
 

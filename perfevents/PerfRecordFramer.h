@@ -2,6 +2,7 @@
 #define PERFEVENTS_PERFRECORDFRAMER_H
 
 #include "perfevents/PerfByteSource.h"
+#include "perfevents/PerfRecordBlockPool.h"
 
 #include <vector>
 
@@ -14,6 +15,8 @@ struct PerfRecordView {
     unsigned short misc = 0;
     unsigned int size = 0;
     const unsigned char* bytes = nullptr;
+    /// The pool block that holds the bytes, when the framer reads into pool blocks.
+    unsigned int block = PerfRecordBlockPool::NO_BLOCK;
 
     const unsigned char* body() const { return bytes + 8; }
     unsigned int bodySize() const { return size - 8; }
@@ -24,6 +27,11 @@ struct PerfRecordView {
 /// record outside its size (the trace data of an AUXTRACE record, the tracing data of a pipe's
 /// HEADER_TRACING_DATA record) are skipped unless taken with readPayload(), so that they are never read as
 /// records. A limit stops the framer at the end of a data section.
+///
+/// Given a block pool, the framer reads into pool blocks and starts a new block (taking along the start of a
+/// record cut at the end of the old one) where it would otherwise move bytes within its buffer. The bytes of a
+/// record then stay where they are for as long as its block is pinned by someone else: the order queue keeps them
+/// there instead of copying.
 class alignas(64) PerfRecordFramer {
 public:
     static const unsigned int RECORD_HEADER_SIZE = 8;
@@ -33,6 +41,11 @@ public:
 
     /// limit: the bytes to frame at most; 0 frames until the source ends.
     PerfRecordFramer(PerfByteSource& source, unsigned long long limit = 0, std::size_t blockSize = DEFAULT_BLOCK_SIZE);
+    /// Reads into blocks of the pool (whose blocks hold at least two records of the largest size).
+    PerfRecordFramer(PerfByteSource& source, PerfRecordBlockPool& pool, unsigned long long limit = 0);
+    ~PerfRecordFramer();
+    PerfRecordFramer(const PerfRecordFramer&) = delete;
+    PerfRecordFramer& operator=(const PerfRecordFramer&) = delete;
 
     /// The next whole record; false when the bytes at hand do not hold one (see isGarbled and getPartialBytes).
     /// A source that later has more (a decompressor given its next piece) may be asked again.
@@ -65,7 +78,13 @@ private:
     unsigned long long fromSource; // bytes taken from the source so far
     unsigned long long consumed;
     unsigned long long payloadLeft; // payload bytes after the last record, not yet skipped
-    std::vector<unsigned char> buffer;
+    void _moveRest();
+
+    std::vector<unsigned char> owned; // the buffer, without a pool
+    PerfRecordBlockPool* pool;
+    unsigned int block; // the pool block read into
+    unsigned char* buffer;
+    std::size_t capacity;
     std::size_t position;
     std::size_t end;
     bool garbled;

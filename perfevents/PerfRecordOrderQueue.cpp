@@ -5,70 +5,64 @@
 
 namespace perfevents {
 
-PerfRecordOrderQueue::PerfRecordOrderQueue(Receiver& receiver, std::size_t memoryLimit)
-    : receiver(receiver), memoryLimit(memoryLimit), current(0), head(0), orderedCount(0), maxTime(0),
-      previousRoundMax(0) {}
+PerfRecordOrderQueue::PerfRecordOrderQueue(Receiver& receiver, std::size_t memoryLimit, PerfRecordBlockPool* shared)
+    : receiver(receiver), memoryLimit(memoryLimit), ownPool(shared == nullptr ? new PerfRecordBlockPool() : nullptr),
+      pool(shared == nullptr ? ownPool.get() : shared), current(PerfRecordBlockPool::NO_BLOCK), used(0), head(0),
+      orderedCount(0), maxTime(0), previousRoundMax(0) {}
 
-unsigned int PerfRecordOrderQueue::_chunkFor(unsigned int size) {
-    if (!chunks.empty() && chunks[current].used + size <= CHUNK_SIZE)
-        return current;
-    // The current chunk is full: it is freed by the release of its last record from now on.
-    if (!chunks.empty() && chunks[current].live == 0) {
-        chunks[current].used = 0;
-        return current;
+PerfRecordOrderQueue::~PerfRecordOrderQueue() {
+    for (std::size_t i = head; i < entries.size(); ++i)
+        pool->unpin(entries[i].block);
+    if (current != PerfRecordBlockPool::NO_BLOCK)
+        pool->unpin(current);
+}
+
+const unsigned char* PerfRecordOrderQueue::_copy(const unsigned char* record, unsigned int size, unsigned int& block) {
+    if (current == PerfRecordBlockPool::NO_BLOCK || used + size > pool->getBlockSize()) {
+        // The block copied to so far is freed by the release of its last record from now on.
+        if (current != PerfRecordBlockPool::NO_BLOCK)
+            pool->unpin(current);
+        current = pool->acquire();
+        used = 0;
     }
-    if (!freeChunks.empty()) {
-        current = freeChunks.back();
-        freeChunks.pop_back();
-    } else {
-        chunks.push_back(Chunk{std::unique_ptr<unsigned char[]>(new unsigned char[CHUNK_SIZE]), 0, 0});
-        current = static_cast<unsigned int>(chunks.size() - 1);
-    }
-    chunks[current].used = 0;
-    return current;
+    unsigned char* copy = pool->bytes(current) + used;
+    std::memcpy(copy, record, size);
+    used += size;
+    pool->pin(current);
+    block = current;
+    return copy;
 }
 
 void PerfRecordOrderQueue::push(unsigned long long time, const unsigned char* record, unsigned int size) {
-    const unsigned int at = _chunkFor(size);
-    Chunk& chunk = chunks[at];
-    unsigned char* copy = chunk.bytes.get() + chunk.used;
-    std::memcpy(copy, record, size);
-    chunk.used += size;
-    ++chunk.live;
-    entries.push_back(Entry{time, copy, size, at});
-    if (time > maxTime)
-        maxTime = time;
-    if (getHeldBytes() > memoryLimit) {
-        // Too much held back: release the earlier half. A record that comes later with an earlier time is
-        // still delivered, only out of order.
-        std::vector<unsigned long long> times;
-        times.reserve(entries.size() - head);
-        for (std::size_t i = head; i < entries.size(); ++i)
-            times.push_back(entries[i].time);
-        std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
-        _release(times[times.size() / 2], false);
-        // The records kept may still be spread over most chunks: pack them, or every later record would find
-        // the queue over its limit again.
-        if (getHeldBytes() > memoryLimit / 4 * 3)
-            _compact();
-    }
+    unsigned int block = 0;
+    const unsigned char* copy = _copy(record, size, block);
+    _add(Entry{time, copy, size, block});
+}
+
+void PerfRecordOrderQueue::_releaseHalf() {
+    // Too much held back: release the earlier half. A record that comes later with an earlier time is still
+    // delivered, only out of order.
+    std::vector<unsigned long long> times;
+    times.reserve(entries.size() - head);
+    for (std::size_t i = head; i < entries.size(); ++i)
+        times.push_back(entries[i].time);
+    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+    _release(times[times.size() / 2], false);
+    // The records kept may still be spread over most blocks: pack them, or every later record would find the
+    // queue over its limit again.
+    if (getHeldBytes() > memoryLimit / 4 * 3)
+        _compact();
 }
 
 void PerfRecordOrderQueue::_compact() {
-    std::vector<Chunk> old;
-    old.swap(chunks);
-    freeChunks.clear();
-    current = 0;
+    if (current != PerfRecordBlockPool::NO_BLOCK)
+        pool->unpin(current);
+    current = PerfRecordBlockPool::NO_BLOCK;
     for (std::size_t i = head; i < entries.size(); ++i) {
         Entry& entry = entries[i];
-        const unsigned int at = _chunkFor(entry.size);
-        Chunk& chunk = chunks[at];
-        unsigned char* copy = chunk.bytes.get() + chunk.used;
-        std::memcpy(copy, entry.bytes, entry.size);
-        chunk.used += entry.size;
-        ++chunk.live;
-        entry.bytes = copy;
-        entry.chunk = at;
+        const unsigned int old = entry.block;
+        entry.bytes = _copy(entry.bytes, entry.size, entry.block);
+        pool->unpin(old);
     }
 }
 
@@ -126,12 +120,8 @@ void PerfRecordOrderQueue::_release(unsigned long long upTo, bool all) {
     }
     for (std::size_t i = head; i < head + count; ++i) {
         const Entry& entry = entries[i];
-        receiver.onOrderedRecord(entry.bytes, entry.size);
-        Chunk& chunk = chunks[entry.chunk];
-        if (--chunk.live == 0 && entry.chunk != current) {
-            chunk.used = 0;
-            freeChunks.push_back(entry.chunk);
-        }
+        receiver.onOrderedRecord(entry.bytes, entry.size, entry.block);
+        pool->unpin(entry.block);
     }
     // The released entries stay in front until they far outnumber the queued ones: moving the queued ones down
     // after every round would copy most of them again and again.

@@ -8,7 +8,7 @@ namespace perfevents {
 
 PerfRecordPipeline::PerfRecordPipeline(std::size_t batchSize, unsigned int batches)
     : batchSize(batchSize), sizes(batches < 2 ? 2 : batches, 0), fillingBatch(nullptr), filling(0), handed(0),
-      returned(0), taking(false), finished(false), cancelled(false), sleeping(0), direct(nullptr) {
+      returned(0), finishedCount(0), taking(false), finished(false), cancelled(false), sleeping(0), direct(nullptr) {
     for (std::size_t i = 0; i < sizes.size(); ++i)
         buffers.emplace_back(new unsigned char[batchSize]);
     fillingBatch = buffers[0].get();
@@ -96,6 +96,9 @@ void PerfRecordPipeline::_handOver(bool waitForRoom) {
         const std::size_t size = filling;
         filling = 0; // also when consume throws: the batch is not delivered twice
         (*direct)(fillingBatch, size);
+        ++handed;
+        ++returned;
+        finishedCount.store(returned, std::memory_order_release);
         return;
     }
     std::unique_lock<std::mutex> lock(mutex);
@@ -127,6 +130,7 @@ bool PerfRecordPipeline::_next(const unsigned char*& data, std::size_t& size) {
     if (taking) {
         taking = false;
         ++returned;
+        finishedCount.store(returned, std::memory_order_release);
         _wake();
     }
     _wait(lock, [this] { return handed > returned || finished; });

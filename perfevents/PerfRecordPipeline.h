@@ -23,7 +23,7 @@ namespace perfevents {
 /// was produced before it; a consumer that fails makes the producer leave at its next hand-over and joins it.
 class PerfRecordPipeline {
 public:
-    static const std::size_t DEFAULT_BATCH_SIZE = 256u << 10;
+    static const std::size_t DEFAULT_BATCH_SIZE = 64u << 10;
     static const unsigned int DEFAULT_BATCHES = 4;
 
     explicit PerfRecordPipeline(std::size_t batchSize = DEFAULT_BATCH_SIZE, unsigned int batches = DEFAULT_BATCHES);
@@ -56,6 +56,11 @@ public:
     void drain();
     /// Producer: whether the consumer has stopped, so that long work without hand-overs can end early.
     bool stopping() const { return cancelled.load(std::memory_order_relaxed); }
+    /// Producer: the number of the batch being filled, counted from 0.
+    unsigned long long getFillingNumber() const { return handed; }
+    /// The number of batches the consumer has finished: memory that batch k refers to may be reused once this
+    /// count is above k (stored with release order after the consumer is done with the batch).
+    const std::atomic<unsigned long long>& getFinishedCount() const { return finishedCount; }
 
 private:
     struct Cancelled {};
@@ -75,9 +80,10 @@ private:
 
     std::mutex mutex;
     std::condition_variable changed;
-    unsigned long long handed;   // batches handed over
-    unsigned long long returned; // batches given back
-    bool taking;                 // the consumer holds batch number returned
+    unsigned long long handed;                     // batches handed over
+    unsigned long long returned;                   // batches given back
+    std::atomic<unsigned long long> finishedCount; // returned, for the producer to read without the lock
+    bool taking;                                   // the consumer holds batch number returned
     bool finished;
     std::atomic<bool> cancelled;
     unsigned int sleeping; // threads waiting on changed

@@ -20,7 +20,7 @@ struct Record {
 class Collector : public PerfRecordOrderQueue::Receiver {
 public:
     std::vector<Record> got;
-    void onOrderedRecord(const unsigned char* record, unsigned int size) override {
+    void onOrderedRecord(const unsigned char* record, unsigned int size, unsigned int) override {
         EXPECT_GE(size, 24u);
         Record r{};
         std::memcpy(&r.time, record + 8, 8);
@@ -105,14 +105,15 @@ TEST(PerfRecordOrderQueueTest, WithoutRoundsEverythingWaitsForTheEndAndAnyDisord
 }
 
 TEST(PerfRecordOrderQueueTest, MemoryLimitReleasesTheEarlierHalfAndReusesChunks) {
+    const std::size_t limit = 4u << 20;
     Collector collector;
-    PerfRecordOrderQueue queue(collector, 4 * PerfRecordOrderQueue::CHUNK_SIZE);
+    PerfRecordOrderQueue queue(collector, limit);
     const unsigned int size = 60000;
     const unsigned long long count = 2000; // 120 MB through a 4 MiB queue
     for (unsigned long long i = 0; i < count; ++i)
         push(queue, Record{i, i}, size);
     EXPECT_GT(collector.got.size(), count / 2);
-    EXPECT_LT(queue.getQueuedCount() * size, 5 * PerfRecordOrderQueue::CHUNK_SIZE);
+    EXPECT_LT(queue.getQueuedCount() * size, limit + PerfRecordOrderQueue::CHUNK_SIZE);
     queue.flush();
     std::vector<Record> want;
     for (unsigned long long i = 0; i < count; ++i)
@@ -123,12 +124,12 @@ TEST(PerfRecordOrderQueueTest, MemoryLimitReleasesTheEarlierHalfAndReusesChunks)
     // the queue stays within its limit instead of releasing again at every record.
     std::mt19937 random(3);
     Collector scattered;
-    PerfRecordOrderQueue small(scattered, 4 * PerfRecordOrderQueue::CHUNK_SIZE);
+    PerfRecordOrderQueue small(scattered, limit);
     const unsigned long long many = 20000; // about 50 MB
     std::size_t fewestQueued = many;
     for (unsigned long long i = 0; i < many; ++i) {
         push(small, Record{random() % 100000, i}, 1000 + random() % 3000);
-        ASSERT_LE(small.getHeldBytes(), 5 * PerfRecordOrderQueue::CHUNK_SIZE) << i;
+        ASSERT_LE(small.getHeldBytes(), limit + PerfRecordOrderQueue::CHUNK_SIZE) << i;
         if (!scattered.got.empty())
             fewestQueued = std::min(fewestQueued, small.getQueuedCount());
     }

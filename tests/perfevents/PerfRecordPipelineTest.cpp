@@ -16,7 +16,9 @@ using perfevents::PerfRecordFileReader;
 namespace {
 const std::uint64_t SAMPLE_TYPE = 0x10587; // identifier, ip, tid, time, cpu, period, raw
 
-// Records the pid of every sample and comm (the test's sequence numbers) and the attribute of each sample.
+// Records the pid of every sample and comm (the test's sequence numbers) and the attribute of each sample, and
+// counts the samples whose raw bytes are not all the low byte of their pid, as written. It may dawdle now and
+// then, so that the reading thread gets far ahead and would overwrite records not yet delivered if it could.
 class Sequence : public perfevents::PerfEventDataListener {
 public:
     void onEventData(const perfevents::PerfEventData& record) override {
@@ -24,6 +26,12 @@ public:
             const auto& s = static_cast<const perfevents::PerfEventDataSample&>(record);
             tags.push_back(s.getPid());
             samples.emplace_back(s.getPid(), &s.getAttribute());
+            const unsigned char* raw = s.getRawData();
+            if (raw == nullptr || s.getRawSize() < 100 ||
+                std::count(raw, raw + 100, static_cast<unsigned char>(s.getPid())) != 100)
+                ++damaged;
+            if (dawdle && tags.size() % 3000 == 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
         } else if (record.getType() == perfevents::PerfEventData::TYPE_COMM) {
             tags.push_back(static_cast<const perfevents::PerfEventDataComm&>(record).getPid());
         }
@@ -36,6 +44,8 @@ public:
     std::vector<std::pair<unsigned int, const perfevents::PerfEventAttribute*>> samples;
     std::size_t throwAfter = 0;
     int closes = 0;
+    std::size_t damaged = 0;
+    bool dawdle = true;
 };
 
 std::size_t threadCount() {
@@ -61,7 +71,7 @@ std::size_t settledThreadCount() {
     return count;
 }
 
-// A pipe recording of several MiB in rounds of two CPU buffers whose times interleave, comms without time
+// A pipe recording of about 8 MiB in rounds of two CPU buffers whose times interleave, comms without time
 // among them, and a second attribute (its samples' time at another offset) that arrives as a record mid-walk.
 // expected: the tags in the order the queue's rule gives: at the end of a round, what is not later than the
 // latest time before the previous round ended, by time and then file order; records without time at once.
@@ -81,7 +91,7 @@ Bytes recording(std::vector<unsigned int>& expected, std::vector<bool>& second) 
         pending.erase(pending.begin(), pending.begin() + static_cast<std::ptrdiff_t>(count));
     };
     unsigned int tag = 0;
-    for (unsigned int round = 0; round < 24; ++round) {
+    for (unsigned int round = 0; round < 100; ++round) {
         if (round == 8) {
             Bytes body = other.encode();
             perfdatawriter::putU64(body, 50);
@@ -122,7 +132,11 @@ TEST(PerfRecordPipelineTest, ThreadedWalkDeliversTheSingleThreadedSequence) {
     std::vector<unsigned int> expected;
     std::vector<bool> second;
     const Bytes bytes = recording(expected, second);
-    ASSERT_GT(bytes.size(), 4 * perfevents::PerfRecordPipeline::DEFAULT_BATCH_SIZE);
+    // Well beyond the records that the batches in flight can refer to (16 bytes each for records of 160 bytes), so
+    // that the memory the records are read into is reused while batches are out.
+    const std::size_t inFlight = perfevents::PerfRecordPipeline::DEFAULT_BATCHES *
+                                 (perfevents::PerfRecordPipeline::DEFAULT_BATCH_SIZE / 16) * 160;
+    ASSERT_GT(bytes.size(), 2 * inFlight);
 
     // With the reading thread (unless the environment rules it out: emulators that cannot start threads), and
     // without it.
@@ -142,6 +156,7 @@ TEST(PerfRecordPipelineTest, ThreadedWalkDeliversTheSingleThreadedSequence) {
         EXPECT_EQ(1, seen.closes);
         ASSERT_EQ(2u, reader.getAttributes().size());
         ASSERT_EQ(expected, seen.tags);
+        EXPECT_EQ(0u, seen.damaged);
         for (const auto& sample : seen.samples)
             ASSERT_EQ(&reader.getAttributes()[second[sample.first] ? 1 : 0], sample.second)
                 << "sample " << sample.first;
@@ -157,6 +172,7 @@ TEST(PerfRecordPipelineTest, ThreadedWalkDeliversTheSingleThreadedSequence) {
         PerfRecordFileReader failing(again, true);
         Sequence throwing;
         throwing.throwAfter = after;
+        throwing.dawdle = false;
         EXPECT_THROW(failing.parseEvents(throwing), std::runtime_error);
         EXPECT_EQ(0, throwing.closes);
         EXPECT_EQ(threads, settledThreadCount());
