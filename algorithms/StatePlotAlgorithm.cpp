@@ -377,10 +377,14 @@ StatePlotAlgorithm::_acceptingEntry(int eventId, const perfevents::PerfEventData
         if (entry->filterFields.empty()) {
             return entry;
         }
+        // The level is asked once per sample, not once per argument: this runs for every sample.
+        const bool tracing = logger->isTraceEnabled();
         for (size_t k = 0; k < entry->filterFields.size(); ++k) {
             double value = entry->filterFields[k]->getDouble(ancillary, data);
             entry->filterArgs[k] = value;
-            logger->tracef("%p: filter argument $%d = %0.6f", this, static_cast<int>(k), value);
+            if (tracing) {
+                logger->tracef("%p: filter argument $%d = %0.6f", this, static_cast<int>(k), value);
+            }
         }
         double result = 0.0;
         int code = entry->filter.eval(result, entry->filterArgs);

@@ -1,6 +1,7 @@
 #include "kestrel/HugePageArena.h"
 
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <sys/mman.h>
 #include <system_error>
@@ -78,10 +79,10 @@ void* HugePageArena::allocate(std::size_t bytes) {
     if (bytes > MAX_BLOCK)
         return ::operator new(bytes);
     const std::size_t size = _rounded(bytes == 0 ? 1 : bytes);
-    const std::size_t sizeClass = size / 16;
-    if (sizeClass < freeBlocks.size() && !freeBlocks[sizeClass].empty()) {
-        void* block = freeBlocks[sizeClass].back();
-        freeBlocks[sizeClass].pop_back();
+    void*& first = freeBlocks[size / 16];
+    if (first != nullptr) {
+        void* block = first;
+        std::memcpy(&first, block, sizeof(void*));
         return block;
     }
     if (next == nullptr || static_cast<std::size_t>(end - next) < size)
@@ -98,14 +99,10 @@ void HugePageArena::deallocate(void* block, std::size_t bytes) noexcept {
         ::operator delete(block);
         return;
     }
-    const std::size_t sizeClass = _rounded(bytes == 0 ? 1 : bytes) / 16;
-    try {
-        if (freeBlocks.size() <= sizeClass)
-            freeBlocks.resize(sizeClass + 1);
-        freeBlocks[sizeClass].push_back(block);
-    } catch (const std::bad_alloc&) {
-        // Out of memory for the list of free blocks: this block is not reused, nothing else is lost.
-    }
+    // Every block has room for an address: sizes are rounded up to 16 bytes.
+    void*& first = freeBlocks[_rounded(bytes == 0 ? 1 : bytes) / 16];
+    std::memcpy(block, &first, sizeof(void*));
+    first = block;
 }
 
 } // namespace kestrel

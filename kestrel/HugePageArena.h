@@ -10,8 +10,9 @@ namespace kestrel {
 /**
  * Memory for the many small blocks of the plotted points. It hands out blocks from 2 MiB chunks that the kernel
  * is asked to back with huge pages: a conversion that holds a million points then takes a few dozen page faults
- * instead of thousands, and no heap bookkeeping per block. Freed blocks are kept per size for reuse; chunks go
- * back to the system only when the arena ends. Requests above MAX_BLOCK go to the ordinary heap.
+ * instead of thousands, and no heap bookkeeping per block. Freed blocks are kept per size for reuse, each holding
+ * the address of the next free one of its size, so that freeing costs no memory of its own; chunks go back to the
+ * system only when the arena ends. Requests above MAX_BLOCK go to the ordinary heap.
  *
  * The first touch of a chunk costs the kernel the zeroing of its 2 MiB, a good part of what a conversion spends on
  * memory. So from the second chunk on, whenever a chunk is taken into use, a short-lived thread maps the next one and
@@ -23,6 +24,7 @@ class HugePageArena {
 public:
     static const std::size_t CHUNK_SIZE = 2u << 20;
     static const std::size_t MAX_BLOCK = 4096;
+    static const std::size_t SIZE_CLASSES = MAX_BLOCK / 16 + 1;
 
     HugePageArena() = default;
     ~HugePageArena();
@@ -48,9 +50,9 @@ private:
     std::vector<void*> chunks;
     char* next = nullptr;
     char* end = nullptr;
-    std::vector<std::vector<void*>> freeBlocks; // index: rounded size / 16
-    std::thread preparing;                      // maps and touches the next chunk
-    void* prepared = nullptr;                   // its result, read after the thread is joined
+    void* freeBlocks[SIZE_CLASSES] = {}; // first free block of each rounded size / 16
+    std::thread preparing;               // maps and touches the next chunk
+    void* prepared = nullptr;            // its result, read after the thread is joined
 };
 
 } // namespace kestrel
