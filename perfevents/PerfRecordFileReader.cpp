@@ -18,10 +18,12 @@ namespace perfevents {
 
 namespace {
 // Items the reading thread puts among the records it hands over; record types go up to 65535 at most.
-const unsigned int ITEM_REBUILD = 0x10000001;   // rebuild the decoders: the attributes have changed
-const unsigned int ITEM_LOG_ERROR = 0x10000002; // log the text that follows at error level
-const unsigned int ITEM_RECORD_AT = 0x10000003; // the record at the address that follows (a pool block holds it)
-const unsigned short ITEM_RECORD_AT_SIZE = 8 + sizeof(const unsigned char*);
+const unsigned int ITEM_REBUILD = 0x10000001;    // rebuild the decoders: the attributes have changed
+const unsigned int ITEM_LOG_ERROR = 0x10000002;  // log the text that follows at error level
+const unsigned int ITEM_RECORDS_AT = 0x10000003; // the records at the addresses that follow (pool blocks hold them)
+const std::size_t ADDRESS_SIZE = sizeof(const unsigned char*);
+const unsigned short MAX_ITEM_SIZE = 65535;
+const std::size_t PREFETCH_RECORDS = 4; // how far ahead the delivering thread asks for the bytes of a record
 const unsigned short RECORD_HEADER_SIZE_16 = 8;
 
 kestrel::Logger* readerLogger() {
@@ -64,8 +66,8 @@ void handleError(const char* message) {
 
 PerfRecordFileReader::PerfRecordFileReader(std::ifstream& input, bool decode)
     : PerfOutputReader(input), decode(decode), pipeMode(false), header(), fileSize(0), dataLimit(0), dataMissing(0),
-      pendingRecord(false), compressionType(0), pipeline(nullptr), dataConsumed(0), listener(nullptr),
-      attributesChanged(false), stopped(false) {
+      pendingRecord(false), compressionType(0), pipeline(nullptr), recordRun(nullptr), recordRunBatch(0),
+      dataConsumed(0), listener(nullptr), attributesChanged(false), stopped(false) {
     readerLogger();
     if (!input.is_open())
         handleError("Input file stream has not been opened.");
@@ -74,8 +76,8 @@ PerfRecordFileReader::PerfRecordFileReader(std::ifstream& input, bool decode)
 
 PerfRecordFileReader::PerfRecordFileReader(std::istream& input, bool decode)
     : PerfOutputReader(input), decode(decode), pipeMode(false), header(), fileSize(0), dataLimit(0), dataMissing(0),
-      pendingRecord(false), compressionType(0), pipeline(nullptr), dataConsumed(0), listener(nullptr),
-      attributesChanged(false), stopped(false) {
+      pendingRecord(false), compressionType(0), pipeline(nullptr), recordRun(nullptr), recordRunBatch(0),
+      dataConsumed(0), listener(nullptr), attributesChanged(false), stopped(false) {
     readerLogger();
     _open(decode);
 }
@@ -374,6 +376,7 @@ void PerfRecordFileReader::_handleRecord(const PerfRecordView& record, bool deco
             _count("records of unknown kernel record types");
         if (attributesChanged) {
             // The decoders are rebuilt where the delivery has got to now.
+            recordRun = nullptr;
             unsigned char* item = pipeline->append(RECORD_HEADER_SIZE);
             std::memcpy(item, &ITEM_REBUILD, 4);
             std::memset(item + 4, 0, 2);
@@ -444,17 +447,29 @@ void PerfRecordFileReader::onOrderedRecord(const unsigned char* record, unsigned
 }
 
 void PerfRecordFileReader::_emit(const unsigned char* record, unsigned int size, unsigned int block) {
-    if (block == PerfRecordBlockPool::NO_BLOCK || size <= ITEM_RECORD_AT_SIZE) {
+    if (block == PerfRecordBlockPool::NO_BLOCK) {
+        recordRun = nullptr;
         std::memcpy(pipeline->append(size), record, size);
         return;
     }
-    // Its address instead of its bytes: the block stays as it is until the batch is done.
-    unsigned char* item = pipeline->append(ITEM_RECORD_AT_SIZE);
-    std::memcpy(item, &ITEM_RECORD_AT, 4);
-    std::memset(item + 4, 0, 2);
-    std::memcpy(item + 6, &ITEM_RECORD_AT_SIZE, 2);
-    std::memcpy(item + RECORD_HEADER_SIZE, &record, sizeof(record));
-    blockPool.referTo(block, pipeline->getFillingNumber());
+    // Its address instead of its bytes, added to the run of addresses at the end of the batch where there is one:
+    // the block stays as it is until the batch is done.
+    unsigned short runSize = 0;
+    if (recordRun != nullptr && recordRunBatch == pipeline->getFillingNumber())
+        std::memcpy(&runSize, recordRun + 6, 2);
+    if (runSize == 0 || runSize > MAX_ITEM_SIZE - ADDRESS_SIZE || !pipeline->hasRoom(ADDRESS_SIZE)) {
+        recordRun = pipeline->append(RECORD_HEADER_SIZE + ADDRESS_SIZE);
+        recordRunBatch = pipeline->getFillingNumber();
+        runSize = RECORD_HEADER_SIZE + ADDRESS_SIZE;
+        std::memcpy(recordRun, &ITEM_RECORDS_AT, 4);
+        std::memset(recordRun + 4, 0, 2);
+        std::memcpy(recordRun + RECORD_HEADER_SIZE, &record, ADDRESS_SIZE);
+    } else {
+        std::memcpy(pipeline->append(ADDRESS_SIZE), &record, ADDRESS_SIZE);
+        runSize = static_cast<unsigned short>(runSize + ADDRESS_SIZE);
+    }
+    std::memcpy(recordRun + 6, &runSize, 2);
+    blockPool.referTo(block, recordRunBatch);
 }
 
 void PerfRecordFileReader::_logError(const std::string& message) {
@@ -465,6 +480,7 @@ void PerfRecordFileReader::_logError(const std::string& message) {
     // Logged by the delivering thread where the delivery has got to now, among the messages of decoding.
     const std::size_t length = std::min<std::size_t>(message.size(), 65535 - RECORD_HEADER_SIZE);
     const unsigned short size = static_cast<unsigned short>(RECORD_HEADER_SIZE + length);
+    recordRun = nullptr;
     unsigned char* item = pipeline->append(size);
     std::memcpy(item, &ITEM_LOG_ERROR, 4);
     std::memset(item + 4, 0, 2);
@@ -477,10 +493,22 @@ void PerfRecordFileReader::_deliverBatch(const unsigned char* data, std::size_t 
         const unsigned char* item = data + at;
         const unsigned int type = readAt<unsigned int>(item, 0);
         const unsigned short length = readAt<unsigned short>(item, 6);
-        if (type == ITEM_RECORD_AT) {
-            const unsigned char* record = nullptr;
-            std::memcpy(&record, item + RECORD_HEADER_SIZE, sizeof(record));
-            _deliver(record, readAt<unsigned short>(record, 6));
+        if (type == ITEM_RECORDS_AT) {
+            const std::size_t count = (length - RECORD_HEADER_SIZE) / ADDRESS_SIZE;
+            const unsigned char* addresses = item + RECORD_HEADER_SIZE;
+            for (std::size_t i = 0; i < count; ++i) {
+                const unsigned char* record = nullptr;
+                std::memcpy(&record, addresses + i * ADDRESS_SIZE, ADDRESS_SIZE);
+                // The reading thread wrote the records on another processor: ask for one a few records ahead
+                // while this one is decoded, so that its bytes are here when its turn comes.
+                if (i + PREFETCH_RECORDS < count) {
+                    const unsigned char* later = nullptr;
+                    std::memcpy(&later, addresses + (i + PREFETCH_RECORDS) * ADDRESS_SIZE, ADDRESS_SIZE);
+                    __builtin_prefetch(later);
+                    __builtin_prefetch(later + 64);
+                }
+                _deliver(record, readAt<unsigned short>(record, 6));
+            }
         } else if (type == ITEM_REBUILD)
             store->attributesChanged();
         else if (type == ITEM_LOG_ERROR)
@@ -524,6 +552,7 @@ void PerfRecordFileReader::parseEvents(PerfEventDataListener& target) {
         timeLookup.reset(new PerfRecordTimeLookup(attributes));
         PerfRecordPipeline records;
         pipeline = &records;
+        recordRun = nullptr;
         blockPool.followBatches(&records.getFinishedCount());
         struct Detach {
             PerfRecordPipeline*& pipeline;

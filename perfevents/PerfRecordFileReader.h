@@ -133,7 +133,9 @@ private:
     unsigned int compressionType; // 1: zstd, as HEADER_COMPRESSED says; 0: not said
     std::unique_ptr<PerfRecordOrderQueue> queue;
     std::unique_ptr<PerfRecordTimeLookup> timeLookup;
-    PerfRecordPipeline* pipeline; // while the records are read on a thread of their own
+    PerfRecordPipeline* pipeline;      // while the records are read on a thread of their own
+    unsigned char* recordRun;          // the item of record addresses last begun in a batch, to be continued
+    unsigned long long recordRunBatch; // the batch it lies in
     std::atomic<unsigned long long> dataConsumed;
     PerfEventDataListener* listener;
     std::unique_ptr<PerfEventData> rawRecord;

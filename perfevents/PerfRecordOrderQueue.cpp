@@ -123,13 +123,14 @@ void PerfRecordOrderQueue::_release(unsigned long long upTo, bool all) {
         receiver.onOrderedRecord(entry.bytes, entry.size, entry.block);
         pool->unpin(entry.block);
     }
-    // The released entries stay in front until they far outnumber the queued ones: moving the queued ones down
-    // after every round would copy most of them again and again.
+    // The released entries stay in front until they outnumber the queued ones. Moving the queued ones down after
+    // every release could copy most of them again and again; moving them once as many have been released keeps
+    // that to one copy per release at most, and the entries within the processor's cache.
     head += count;
     if (head == entries.size()) {
         entries.clear();
         head = 0;
-    } else if (head >= 4 * (entries.size() - head)) {
+    } else if (head >= entries.size() - head) {
         entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(head));
         head = 0;
     }

@@ -23,7 +23,7 @@ namespace perfevents {
 /// was produced before it; a consumer that fails makes the producer leave at its next hand-over and joins it.
 class PerfRecordPipeline {
 public:
-    static const std::size_t DEFAULT_BATCH_SIZE = 64u << 10;
+    static const std::size_t DEFAULT_BATCH_SIZE = 32u << 10;
     static const unsigned int DEFAULT_BATCHES = 4;
 
     explicit PerfRecordPipeline(std::size_t batchSize = DEFAULT_BATCH_SIZE, unsigned int batches = DEFAULT_BATCHES);
@@ -51,6 +51,8 @@ public:
         filling += size;
         return at;
     }
+    /// Producer: whether size more bytes fit into the batch being filled.
+    bool hasRoom(std::size_t size) const { return filling + size <= batchSize; }
     /// Producer: hands over what has been filled and waits until the consumer has worked through all of it and
     /// waits itself, so that state the consumer reads may be changed.
     void drain();

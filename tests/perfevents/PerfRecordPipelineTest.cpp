@@ -132,10 +132,10 @@ TEST(PerfRecordPipelineTest, ThreadedWalkDeliversTheSingleThreadedSequence) {
     std::vector<unsigned int> expected;
     std::vector<bool> second;
     const Bytes bytes = recording(expected, second);
-    // Well beyond the records that the batches in flight can refer to (16 bytes each for records of 160 bytes), so
-    // that the memory the records are read into is reused while batches are out.
+    // Well beyond the records that the batches in flight can refer to (an address of 8 bytes each, for records of 160
+    // bytes), so that the memory the records are read into is reused while batches are out.
     const std::size_t inFlight = perfevents::PerfRecordPipeline::DEFAULT_BATCHES *
-                                 (perfevents::PerfRecordPipeline::DEFAULT_BATCH_SIZE / 16) * 160;
+                                 (perfevents::PerfRecordPipeline::DEFAULT_BATCH_SIZE / 8) * 160;
     ASSERT_GT(bytes.size(), 2 * inFlight);
 
     // With the reading thread (unless the environment rules it out: emulators that cannot start threads), and
