@@ -1,6 +1,5 @@
 #include "kestrel/ChunkPipeline.h"
 
-#include <chrono>
 #include <system_error>
 
 namespace kestrel {
@@ -21,15 +20,14 @@ private:
 
 } // namespace
 
+// No run at first: nothing may be claimed.
+ChunkPipeline::ChunkPipeline() : handOver(SLOTS, 0) {}
+
 ChunkPipeline::~ChunkPipeline() {
     if (!worker.joinable()) {
         return;
     }
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        stopping = true;
-    }
-    changed.notify_all();
+    handOver.cancel();
     worker.join();
 }
 
@@ -41,13 +39,19 @@ void ChunkPipeline::_startWorker() {
     }
 }
 
-void ChunkPipeline::_runAlone(std::size_t count, const Produce& produce, const Consume& consume) {
+void ChunkPipeline::_runAlone(std::size_t count, const Produce& producer, const Consume& consume) {
     RowText& text = slots[0];
     for (std::size_t chunk = 0; chunk < count; ++chunk) {
         text.clear();
-        produce(chunk, text);
+        producer(chunk, text);
         consume(chunk, text);
     }
+}
+
+void ChunkPipeline::_produce(unsigned long long chunk, const Produce& producer) {
+    RowText& text = slots[chunk % SLOTS];
+    text.clear();
+    producer(static_cast<std::size_t>(chunk), text);
 }
 
 void ChunkPipeline::run(std::size_t chunks, const Produce& producer, const Consume& consume) {
@@ -59,87 +63,47 @@ void ChunkPipeline::run(std::size_t chunks, const Produce& producer, const Consu
         return;
     }
 
-    // The worker must have let go of the caller's functions and data before this returns, also by an exception;
-    // declared before the lock, so that the lock is released first.
-    ScopeExit finish([this] { _finishRun(); });
-    std::unique_lock<std::mutex> lock(mutex);
     produce = &producer;
-    count = chunks;
-    nextClaim = 0;
-    nextConsume = 0;
-    failure = nullptr;
-    for (bool& flag : ready) {
-        flag = false;
-    }
-    lock.unlock();
-    changed.notify_all();
-
-    lock.lock();
-    while (nextConsume < count) {
-        const std::size_t next = nextConsume;
-        if (ready[next % SLOTS]) {
-            lock.unlock();
-            consume(next, slots[next % SLOTS]);
-            lock.lock();
-            ready[next % SLOTS] = false;
-            ++nextConsume;
-            lock.unlock();
-            changed.notify_all(); // a slot is free again
-            lock.lock();
-        } else if (failure) {
-            std::rethrow_exception(failure);
-        } else if (_canClaim()) {
-            const std::size_t chunk = nextClaim++;
-            lock.unlock();
-            RowText& text = slots[chunk % SLOTS];
-            text.clear();
-            producer(chunk, text);
-            lock.lock();
-            ready[chunk % SLOTS] = true;
+    handOver.reset(chunks);
+    // The worker must have let go of the caller's functions and data before this returns, also by an exception.
+    ScopeExit finish([this] {
+        handOver.close();
+        produce = nullptr;
+    });
+    unsigned long long chunk = 0;
+    for (;;) {
+        const HandOver::Next next = handOver.next(chunk, true);
+        if (next == HandOver::Next::READY) {
+            consume(static_cast<std::size_t>(chunk), slots[chunk % SLOTS]);
+            handOver.release();
+        } else if (next == HandOver::Next::CLAIMED) {
+            try {
+                _produce(chunk, producer);
+            } catch (...) {
+                handOver.fail(std::current_exception());
+                throw;
+            }
+            handOver.publish(chunk);
         } else {
-            changed.wait_for(lock, std::chrono::milliseconds(WAIT_MILLISECONDS));
+            break;
         }
     }
-}
-
-void ChunkPipeline::_finishRun() {
-    std::unique_lock<std::mutex> lock(mutex);
-    produce = nullptr;
-    while (workerProducing) {
-        changed.wait_for(lock, std::chrono::milliseconds(WAIT_MILLISECONDS));
-    }
-    failure = nullptr;
 }
 
 void ChunkPipeline::_work() {
-    std::unique_lock<std::mutex> lock(mutex);
-    while (!stopping) {
-        if (!_canClaim()) {
-            changed.wait_for(lock, std::chrono::milliseconds(WAIT_MILLISECONDS));
-            continue;
-        }
-        const std::size_t chunk = nextClaim++;
-        const Produce& producer = *produce;
-        workerProducing = true;
-        lock.unlock();
+    unsigned long long chunk = 0;
+    while (handOver.claim(chunk, true)) {
         std::exception_ptr thrown;
         try {
-            RowText& text = slots[chunk % SLOTS];
-            text.clear();
-            producer(chunk, text);
+            _produce(chunk, *produce);
         } catch (...) {
             thrown = std::current_exception();
         }
-        lock.lock();
-        workerProducing = false;
         if (thrown) {
-            failure = thrown;
+            handOver.fail(thrown);
         } else {
-            ready[chunk % SLOTS] = true;
+            handOver.publish(chunk);
         }
-        lock.unlock();
-        changed.notify_all();
-        lock.lock();
     }
 }
 

@@ -1,25 +1,22 @@
 #ifndef KESTREL_CHUNKPIPELINE_H
 #define KESTREL_CHUNKPIPELINE_H
 
+#include "kestrel/HandOver.h"
 #include "kestrel/RowText.h"
 
-#include <condition_variable>
 #include <cstddef>
-#include <exception>
 #include <functional>
-#include <mutex>
 #include <thread>
 
 namespace kestrel {
 
 /**
  * Produces the texts of a numbered run of chunks on the calling thread and one worker thread at once, and hands
- * them to the calling thread in order.
+ * them to the calling thread in order, through a kestrel::HandOver of SLOTS slots.
  *
  * The worker is started by the first run of more than one chunk and serves every later run; the destructor stops
  * and joins it. At most SLOTS chunks are produced ahead of the one handed on, so memory stays bounded whatever
- * the number of chunks. Every wait is a short timed wait that checks its condition again: a wake-up that gets
- * lost (as seen under emulators) costs a few milliseconds, never a hang.
+ * the number of chunks.
  */
 class ChunkPipeline {
 public:
@@ -31,7 +28,7 @@ public:
     /// Takes the text of chunk `chunk`; runs on the calling thread, in chunk order.
     using Consume = std::function<void(std::size_t chunk, const RowText& text)>;
 
-    ChunkPipeline() = default;
+    ChunkPipeline();
     ~ChunkPipeline();
     ChunkPipeline(const ChunkPipeline&) = delete;
     ChunkPipeline& operator=(const ChunkPipeline&) = delete;
@@ -47,32 +44,17 @@ public:
     bool hasWorker() const { return worker.joinable(); }
 
 private:
-    /// How long a wait lasts before its condition is checked again.
-    static constexpr int WAIT_MILLISECONDS = 2;
-
     void _runAlone(std::size_t count, const Produce& produce, const Consume& consume);
     void _startWorker();
     void _work();
-    /// With the lock held: the next chunk may be produced.
-    bool _canClaim() const { return produce && !failure && nextClaim < count && nextClaim < nextConsume + SLOTS; }
-    /// Ends the current run once the worker no longer produces for it.
-    void _finishRun();
+    void _produce(unsigned long long chunk, const Produce& producer);
 
     std::thread worker;
-    std::mutex mutex;
-    std::condition_variable changed;
+    HandOver handOver;
     RowText slots[SLOTS];
-    /// Chunk (index modulo SLOTS) whose text is complete in its slot.
-    bool ready[SLOTS] = {};
-
-    // The current run, guarded by mutex; produce is null between runs.
+    // The producer of the current run, null between runs. The worker reads it only for a chunk it has claimed, and
+    // the hand-over's lock orders that read after the run's start and before its end.
     const Produce* produce = nullptr;
-    std::size_t count = 0;
-    std::size_t nextClaim = 0;
-    std::size_t nextConsume = 0;
-    std::exception_ptr failure;
-    bool workerProducing = false;
-    bool stopping = false;
 };
 
 } // namespace kestrel

@@ -1,17 +1,15 @@
 #include "perfevents/PerfRecordPipeline.h"
 
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 
 namespace perfevents {
 
 PerfRecordPipeline::PerfRecordPipeline(std::size_t batchSize, unsigned int batches)
-    : batchSize(batchSize), sizes(batches < 2 ? 2 : batches, 0), fillingBatch(nullptr), filling(0), handed(0),
-      returned(0), finishedCount(0), taking(false), finished(false), cancelled(false), sleeping(0), direct(nullptr) {
+    : batchSize(batchSize), sizes(batches < 2 ? 2 : batches, 0), handOver(static_cast<unsigned int>(sizes.size())),
+      fillingBatch(nullptr), filling(0), fillingNumber(0), consume(nullptr), direct(false) {
     for (std::size_t i = 0; i < sizes.size(); ++i)
         buffers.emplace_back(new unsigned char[batchSize]);
-    fillingBatch = buffers[0].get();
 }
 
 PerfRecordPipeline::~PerfRecordPipeline() {
@@ -23,136 +21,92 @@ bool PerfRecordPipeline::isThreadWanted() {
     return value == nullptr || std::strcmp(value, "0") != 0;
 }
 
-void PerfRecordPipeline::run(const std::function<void()>& produce, const Consumer& consume, bool threaded) {
-    if (threaded) {
-        _start(produce);
-        const unsigned char* data = nullptr;
-        std::size_t size = 0;
-        try {
-            while (_next(data, size))
-                consume(data, size);
-        } catch (...) {
-            _stop(); // the thread ends before anything it uses goes away
-            throw;
-        }
+void PerfRecordPipeline::run(const std::function<void()>& produce, const Consumer& consumer, bool threaded) {
+    consume = &consumer;
+    direct = !threaded;
+    struct Reset {
+        const Consumer*& consume;
+        ~Reset() { consume = nullptr; }
+    } reset{consume};
+    if (direct) {
+        _produce(produce);
         return;
     }
-    direct = &consume;
-    struct Reset {
-        const Consumer*& direct;
-        ~Reset() { direct = nullptr; }
-    } reset{direct};
+    thread = std::thread([this, produce] { _produce(produce); });
     try {
-        produce();
+        unsigned long long number = 0;
+        while (handOver.next(number, false) == kestrel::HandOver::Next::READY) {
+            _consume(number);
+            handOver.release();
+        }
     } catch (...) {
-        // What was produced before the failure is delivered first, as with the thread.
-        if (filling > 0)
-            _handOver(false);
+        _stop(); // the thread ends before anything it uses goes away
         throw;
     }
-    if (filling > 0)
-        _handOver(false);
+    _stop();
 }
 
-template <typename Condition> void PerfRecordPipeline::_wait(std::unique_lock<std::mutex>& lock, Condition condition) {
-    while (!condition()) {
-        ++sleeping;
-        changed.wait_for(lock, std::chrono::milliseconds(2));
-        --sleeping;
-    }
-}
-
-void PerfRecordPipeline::_wake() {
-    // A wake-up costs a system call (and on a virtual machine an interrupt to the other processor): only when
-    // someone sleeps.
-    if (sleeping > 0)
-        changed.notify_all();
-}
-
-void PerfRecordPipeline::_start(std::function<void()> produce) {
-    thread = std::thread([this, produce] { _run(produce); });
-}
-
-void PerfRecordPipeline::_run(const std::function<void()>& produce) {
+void PerfRecordPipeline::_produce(const std::function<void()>& produce) {
     std::exception_ptr thrown;
     try {
+        _claim();
         produce();
-        if (filling > 0)
-            _handOver(false);
+        _handOver(false); // the last batch, also an empty one
     } catch (const Cancelled&) {
     } catch (...) {
         thrown = std::current_exception();
-        if (filling > 0)
+        // What was produced before the failure is delivered first.
+        if (fillingBatch != nullptr)
             _handOver(false);
     }
-    std::lock_guard<std::mutex> lock(mutex);
-    error = thrown;
-    finished = true;
-    _wake();
-}
-
-void PerfRecordPipeline::_handOver(bool waitForRoom) {
-    if (direct != nullptr) {
-        const std::size_t size = filling;
-        filling = 0; // also when consume throws: the batch is not delivered twice
-        (*direct)(fillingBatch, size);
-        ++handed;
-        ++returned;
-        finishedCount.store(returned, std::memory_order_release);
+    if (direct) {
+        if (thrown)
+            std::rethrow_exception(thrown);
         return;
     }
-    std::unique_lock<std::mutex> lock(mutex);
-    sizes[handed % sizes.size()] = filling;
-    ++handed;
+    handOver.finish(thrown);
+}
+
+void PerfRecordPipeline::_claim() {
+    unsigned long long number = 0;
+    if (!handOver.claim(number, true))
+        throw Cancelled();
+    fillingNumber = number;
+    fillingBatch = buffers[number % buffers.size()].get();
     filling = 0;
-    fillingBatch = buffers[handed % sizes.size()].get(); // written once the batch is given back, if it is out
-    _wake();
-    if (waitForRoom) {
-        _wait(lock, [this] { return cancelled || handed - returned < sizes.size(); });
-        if (cancelled)
-            throw Cancelled();
+}
+
+void PerfRecordPipeline::_consume(unsigned long long number) {
+    (*consume)(buffers[number % buffers.size()].get(), sizes[number % sizes.size()]);
+}
+
+void PerfRecordPipeline::_handOver(bool claimNext) {
+    const unsigned long long number = fillingNumber;
+    sizes[number % sizes.size()] = filling;
+    fillingBatch = nullptr;
+    handOver.publish(number);
+    if (direct) {
+        unsigned long long taken = 0;
+        handOver.next(taken, false);
+        struct Release {
+            kestrel::HandOver& handOver;
+            ~Release() { handOver.release(); } // also when consume throws: the batch is not delivered twice
+        } release{handOver};
+        _consume(taken);
     }
+    if (claimNext)
+        _claim();
 }
 
 void PerfRecordPipeline::drain() {
     if (filling > 0)
-        _handOver(false);
-    if (direct != nullptr)
-        return;
-    std::unique_lock<std::mutex> lock(mutex);
-    _wait(lock, [this] { return cancelled || (returned == handed && !taking); });
-    if (cancelled)
+        _handOver(true);
+    if (!direct && !handOver.drain())
         throw Cancelled();
 }
 
-bool PerfRecordPipeline::_next(const unsigned char*& data, std::size_t& size) {
-    std::unique_lock<std::mutex> lock(mutex);
-    if (taking) {
-        taking = false;
-        ++returned;
-        finishedCount.store(returned, std::memory_order_release);
-        _wake();
-    }
-    _wait(lock, [this] { return handed > returned || finished; });
-    if (handed > returned) {
-        taking = true;
-        data = buffers[returned % sizes.size()].get();
-        size = sizes[returned % sizes.size()];
-        return true;
-    }
-    lock.unlock();
-    _stop();
-    if (error)
-        std::rethrow_exception(error);
-    return false;
-}
-
 void PerfRecordPipeline::_stop() {
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        cancelled = true;
-        _wake();
-    }
+    handOver.cancel();
     if (thread.joinable())
         thread.join();
 }

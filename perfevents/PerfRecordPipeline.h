@@ -1,13 +1,12 @@
 #ifndef PERFEVENTS_PERFRECORDPIPELINE_H
 #define PERFEVENTS_PERFRECORDPIPELINE_H
 
+#include "kestrel/HandOver.h"
+
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
-#include <exception>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -15,12 +14,10 @@ namespace perfevents {
 
 /// Hands bytes from a thread of its own (the producer: reading, framing and ordering records) to the thread that
 /// started it (the consumer: decoding and delivering them) in batches. The batches form a ring of a few fixed
-/// buffers, so memory stays bounded and nothing is allocated per batch: the producer fills one while the
-/// consumer works through those handed over before, and waits when all are handed over.
-///
-/// Every wait is a short timed wait that checks its condition again, so a wake-up that gets lost (as seen under
-/// emulators) costs milliseconds, never a hang. An exception of the producer reaches the consumer after all that
-/// was produced before it; a consumer that fails makes the producer leave at its next hand-over and joins it.
+/// buffers handed over through a kestrel::HandOver, so memory stays bounded and nothing is allocated per batch:
+/// the producer fills one while the consumer works through those handed over before, and waits when all are
+/// handed over. An exception of the producer reaches the consumer after all that was produced before it; a
+/// consumer that fails makes the producer leave at its next hand-over and joins it.
 class PerfRecordPipeline {
 public:
     static const std::size_t DEFAULT_BATCH_SIZE = 32u << 10;
@@ -57,41 +54,31 @@ public:
     /// waits itself, so that state the consumer reads may be changed.
     void drain();
     /// Producer: whether the consumer has stopped, so that long work without hand-overs can end early.
-    bool stopping() const { return cancelled.load(std::memory_order_relaxed); }
+    bool stopping() const { return handOver.isCancelled(); }
     /// Producer: the number of the batch being filled, counted from 0.
-    unsigned long long getFillingNumber() const { return handed; }
+    unsigned long long getFillingNumber() const { return fillingNumber; }
     /// The number of batches the consumer has finished: memory that batch k refers to may be reused once this
     /// count is above k (stored with release order after the consumer is done with the batch).
-    const std::atomic<unsigned long long>& getFinishedCount() const { return finishedCount; }
+    const std::atomic<unsigned long long>& getFinishedCount() const { return handOver.getConsumedCount(); }
 
 private:
     struct Cancelled {};
-    void _start(std::function<void()> produce);
-    bool _next(const unsigned char*& data, std::size_t& size);
+    void _claim();
+    void _handOver(bool claimNext);
+    void _produce(const std::function<void()>& produce);
+    void _consume(unsigned long long number);
     void _stop();
-    void _handOver(bool waitForRoom);
-    void _wake();
-    void _run(const std::function<void()>& produce);
-    template <typename Condition> void _wait(std::unique_lock<std::mutex>& lock, Condition condition);
 
     const std::size_t batchSize;
     std::vector<std::unique_ptr<unsigned char[]>> buffers;
     std::vector<std::size_t> sizes;
+    kestrel::HandOver handOver;
     alignas(64) unsigned char* fillingBatch; // the batch the producer fills
     std::size_t filling;                     // bytes of the producer's batch filled so far (a cache line of its own)
-
-    std::mutex mutex;
-    std::condition_variable changed;
-    unsigned long long handed;                     // batches handed over
-    unsigned long long returned;                   // batches given back
-    std::atomic<unsigned long long> finishedCount; // returned, for the producer to read without the lock
-    bool taking;                                   // the consumer holds batch number returned
-    bool finished;
-    std::atomic<bool> cancelled;
-    unsigned int sleeping; // threads waiting on changed
-    std::exception_ptr error;
+    unsigned long long fillingNumber;
     std::thread thread;
-    const Consumer* direct; // consumes the batches as they are handed over when there is no thread
+    const Consumer* consume;
+    bool direct; // the batches are consumed as they are handed over, on the producer's thread
 };
 
 } // namespace perfevents
