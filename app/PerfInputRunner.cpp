@@ -29,9 +29,6 @@ kestrel::Logger* PerfInputRunner::logger = nullptr;
 
 namespace {
 
-const int RECORD_COMM = 3;
-const int RECORD_SAMPLE = 9;
-
 // The number of raw data bytes a field needs: its offset plus the width its reader reads, 0 for a field that is
 // taken from the sample's ancillary values.
 unsigned long long rawExtent(const perfevents::NumericTracePointField& field) {
@@ -141,11 +138,11 @@ void PerfInputRunner::onEventData(const perfevents::PerfEventData& record) {
     if (progress != nullptr && (++progressTick & 0xFFF) == 0) {
         _showProgress();
     }
-    switch (static_cast<int>(record.getType())) {
-    case RECORD_COMM:
+    switch (record.getType()) {
+    case perfevents::PerfEventData::TYPE_COMM:
         _onComm(record);
         break;
-    case RECORD_SAMPLE:
+    case perfevents::PerfEventData::TYPE_SAMPLE:
         _onSample(record);
         break;
     default:

@@ -1,8 +1,8 @@
 #include "eventdb/EventSourceLoader.h"
 
-#include "eventdb/PerfFileTracingData.h"
 #include "eventdb/TraceFormatParser.h"
 #include "eventdb/TracingDataParser.h"
+#include "perfevents/PerfRecordingSetup.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -57,7 +57,7 @@ void EventSourceLoader::_loadStream(const std::string& path, std::istream& in) {
     std::string head(8, '\0');
     in.read(&head[0], static_cast<std::streamsize>(head.size()));
     head.resize(static_cast<size_t>(in.gcount()));
-    if (PerfFileTracingData::isPerfFile(head.data(), head.size())) {
+    if (perfevents::PerfRecordingSetup::isPerfFile(head.data(), head.size())) {
         _loadPerfFile(path, in, head);
         return;
     }
@@ -85,7 +85,11 @@ void EventSourceLoader::_loadStream(const std::string& path, std::istream& in) {
 void EventSourceLoader::_loadPerfFile(const std::string& path, std::istream& in, const std::string& head) {
     std::vector<TraceEventFormat> formats;
     try {
-        std::vector<unsigned char> section = PerfFileTracingData::read(in, head.data(), head.size());
+        // The same set-up stage as the converter's, for the formats only: of either byte order, and wherever the
+        // recording keeps them.
+        perfevents::PerfRecordingSetup setup(in, perfevents::PerfRecordingSetup::SCOPE_FORMATS, nullptr, head.data(),
+                                             head.size());
+        const std::vector<unsigned char>& section = setup.getTracingData();
         formats = TracingDataParser(section.data(), section.size()).parse();
     } catch (const std::runtime_error& e) {
         throw sourceError(path, e.what());

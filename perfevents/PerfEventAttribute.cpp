@@ -1,6 +1,8 @@
 #include "perfevents/PerfEventAttribute.h"
 
+#include "kestrel/ByteCursor.h"
 #include "kestrel/Logger.h"
+#include "perfevents/PerfFormat.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,12 +14,6 @@ namespace perfevents {
 kestrel::Logger* PerfEventAttribute::logger = nullptr;
 
 namespace {
-template <typename T> T readAt(const unsigned char* bytes, unsigned int offset) {
-    T value;
-    std::memcpy(&value, bytes + offset, sizeof(T));
-    return value;
-}
-
 bool bit(unsigned long long flags, unsigned int number) {
     return ((flags >> number) & 1ULL) != 0;
 }
@@ -56,23 +52,26 @@ PerfEventAttribute::PerfEventAttribute(const kestrel::ByteBufferViewport& data,
 
 bool PerfEventAttribute::initialize(const kestrel::ByteBufferViewport& data,
                                     const std::vector<unsigned long long>& ids) {
+    typedef PerfFormat F;
     const unsigned int n = data.size();
-    if (n < ATTR_SIZE_VER0) {
+    if (n < F::ATTR_SIZE_VER0) {
         logger->tracef("Perf event attribute data not large enough. Size is %u, expected at least %u", n,
-                       ATTR_SIZE_VER0);
+                       F::ATTR_SIZE_VER0);
         return false;
     }
     streamIds = ids;
     rawBytes.initialize(data.data(), n, n);
-    const unsigned char* bytes = rawBytes.data();
-
-    type = readAt<unsigned int>(bytes, 0);
-    size = readAt<unsigned int>(bytes, 4);
-    config = static_cast<unsigned int>(readAt<unsigned long long>(bytes, 8));
-    samplePeriod = readAt<unsigned long long>(bytes, 16);
-    sampleType = readAt<unsigned long long>(bytes, 24);
-    readFormat = readAt<unsigned long long>(bytes, 32);
-    const unsigned long long flags = readAt<unsigned long long>(bytes, 40);
+    // The fields one after another, as perf_event_attr lays them out; each version adds fields at the end.
+    kestrel::ByteCursor fields(rawBytes.data(), n);
+    unsigned long long fullConfig = 0, flags = 0;
+    fields.read(type);
+    fields.read(size);
+    fields.read(fullConfig);
+    config = static_cast<unsigned int>(fullConfig);
+    fields.read(samplePeriod);
+    fields.read(sampleType);
+    fields.read(readFormat);
+    fields.read(flags);
     disabled = bit(flags, 0);
     inherit = bit(flags, 1);
     pinned = bit(flags, 2);
@@ -91,23 +90,23 @@ bool PerfEventAttribute::initialize(const kestrel::ByteBufferViewport& data,
     preciseIp = static_cast<unsigned int>((flags >> 15) & 3ULL);
     mmapData = bit(flags, 17);
     sampleIdAll = bit(flags, 18);
-    wakeup = readAt<unsigned int>(bytes, 48);
-    breakpointType = readAt<unsigned int>(bytes, 52);
-    config1 = readAt<unsigned long long>(bytes, 56);
-    if (n < ATTR_SIZE_VER1)
+    fields.read(wakeup);
+    fields.read(breakpointType);
+    fields.read(config1);
+    if (n < F::ATTR_SIZE_VER1)
         return true;
     excludeHost = bit(flags, 19);
     excludeGuest = bit(flags, 20);
-    config2 = readAt<unsigned long long>(bytes, 64);
-    if (n < ATTR_SIZE_VER2)
+    fields.read(config2);
+    if (n < F::ATTR_SIZE_VER2)
         return true;
-    branchSampleType = readAt<unsigned long long>(bytes, 72);
-    if (n < ATTR_SIZE_VER3)
+    fields.read(branchSampleType);
+    if (n < F::ATTR_SIZE_VER3)
         return true;
     excludeCallchainKernel = bit(flags, 21);
     excludeCallchainUser = bit(flags, 22);
-    sampleRegsUser = readAt<unsigned long long>(bytes, 80);
-    sampleStackUser = readAt<unsigned int>(bytes, 88);
+    fields.read(sampleRegsUser);
+    fields.read(sampleStackUser);
     return true;
 }
 

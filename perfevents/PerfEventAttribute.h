@@ -12,41 +12,10 @@ class Logger;
 
 namespace perfevents {
 
-/// One decoded perf_event_attr of a recording, with the ids of the event streams recorded under it.
+/// One decoded perf_event_attr of a recording, with the ids of the event streams recorded under it. Its bits and
+/// sizes are those of PerfFormat.
 class PerfEventAttribute {
 public:
-    // sample_type bits, in the order their fields appear in a sample (except IDENTIFIER, which comes first)
-    static const unsigned long long SAMPLE_IP = 0x1ULL;
-    static const unsigned long long SAMPLE_TID = 0x2ULL;
-    static const unsigned long long SAMPLE_TIME = 0x4ULL;
-    static const unsigned long long SAMPLE_ADDR = 0x8ULL;
-    static const unsigned long long SAMPLE_READ = 0x10ULL;
-    static const unsigned long long SAMPLE_CALLCHAIN = 0x20ULL;
-    static const unsigned long long SAMPLE_ID = 0x40ULL;
-    static const unsigned long long SAMPLE_CPU = 0x80ULL;
-    static const unsigned long long SAMPLE_PERIOD = 0x100ULL;
-    static const unsigned long long SAMPLE_STREAM_ID = 0x200ULL;
-    static const unsigned long long SAMPLE_RAW = 0x400ULL;
-    static const unsigned long long SAMPLE_BRANCH_STACK = 0x800ULL;
-    static const unsigned long long SAMPLE_REGS_USER = 0x1000ULL;
-    static const unsigned long long SAMPLE_STACK_USER = 0x2000ULL;
-    static const unsigned long long SAMPLE_WEIGHT = 0x4000ULL;
-    static const unsigned long long SAMPLE_DATA_SRC = 0x8000ULL;
-    static const unsigned long long SAMPLE_IDENTIFIER = 0x10000ULL;
-
-    // read_format bits
-    static const unsigned long long FORMAT_TOTAL_TIME_ENABLED = 0x1ULL;
-    static const unsigned long long FORMAT_TOTAL_TIME_RUNNING = 0x2ULL;
-    static const unsigned long long FORMAT_ID = 0x4ULL;
-    static const unsigned long long FORMAT_GROUP = 0x8ULL;
-    static const unsigned long long FORMAT_LOST = 0x10ULL;
-
-    // sizes of the published perf_event_attr versions 0 to 3
-    static const unsigned int ATTR_SIZE_VER0 = 64;
-    static const unsigned int ATTR_SIZE_VER1 = 72;
-    static const unsigned int ATTR_SIZE_VER2 = 80;
-    static const unsigned int ATTR_SIZE_VER3 = 96;
-
     PerfEventAttribute();
     /// Throws std::invalid_argument when the data holds fewer than 64 bytes.
     PerfEventAttribute(const kestrel::ByteBufferViewport& data, const std::vector<unsigned long long>& ids);

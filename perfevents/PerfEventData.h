@@ -2,6 +2,7 @@
 #define PERFEVENTS_PERFEVENTDATA_H
 
 #include "kestrel/ByteBufferViewport.h"
+#include "perfevents/PerfFormat.h"
 
 namespace kestrel {
 class Logger;
@@ -18,15 +19,15 @@ public:
     /// record header fits.
     enum Type : unsigned int {
         TYPE_UNKNOWN = 0,
-        TYPE_MMAP = 1,
-        TYPE_LOST = 2,
-        TYPE_COMM = 3,
-        TYPE_EXIT = 4,
-        TYPE_THROTTLE = 5,
-        TYPE_UNTHROTTLE = 6,
-        TYPE_FORK = 7,
-        TYPE_READ = 8,
-        TYPE_SAMPLE = 9
+        TYPE_MMAP = PerfFormat::RECORD_MMAP,
+        TYPE_LOST = PerfFormat::RECORD_LOST,
+        TYPE_COMM = PerfFormat::RECORD_COMM,
+        TYPE_EXIT = PerfFormat::RECORD_EXIT,
+        TYPE_THROTTLE = PerfFormat::RECORD_THROTTLE,
+        TYPE_UNTHROTTLE = PerfFormat::RECORD_UNTHROTTLE,
+        TYPE_FORK = PerfFormat::RECORD_FORK,
+        TYPE_READ = PerfFormat::RECORD_READ,
+        TYPE_SAMPLE = PerfFormat::RECORD_SAMPLE
     };
     /// The misc field of the record header.
     typedef unsigned short MiscFlags;

@@ -2,13 +2,14 @@
 
 #include "kestrel/Logger.h"
 #include "perfevents/PerfEventAttribute.h"
+#include "perfevents/PerfFormat.h"
 
 namespace perfevents {
 
 kestrel::Logger* PerfEventDataSample::logger = nullptr;
 
 namespace {
-typedef PerfEventAttribute A;
+typedef PerfFormat A;
 const unsigned long long LAYOUT_WITH_STREAM_ID =
     A::SAMPLE_IP | A::SAMPLE_TID | A::SAMPLE_TIME | A::SAMPLE_ID | A::SAMPLE_CPU | A::SAMPLE_RAW; // 0x4C7
 const unsigned long long LAYOUT_NO_STREAM_ID =

@@ -2,6 +2,7 @@
 
 #include "perfevents/PerfEventAttribute.h"
 #include "perfevents/PerfEventDataSample.h"
+#include "perfevents/PerfFormat.h"
 
 namespace perfevents {
 
@@ -45,14 +46,14 @@ unsigned int GetterWithPeriod::operator()(const unsigned char* position, unsigne
 
 GetterReadFormat::GetterReadFormat(kestrel::ByteBufferViewport* destination, unsigned long long readFormat)
     : destination(destination), baseSize(8), entrySize(0), group(false) {
-    if (readFormat & PerfEventAttribute::FORMAT_TOTAL_TIME_ENABLED)
+    if (readFormat & PerfFormat::FORMAT_TOTAL_TIME_ENABLED)
         baseSize += 8;
-    if (readFormat & PerfEventAttribute::FORMAT_TOTAL_TIME_RUNNING)
+    if (readFormat & PerfFormat::FORMAT_TOTAL_TIME_RUNNING)
         baseSize += 8;
     // Each value carries its id and its lost count after it, as far as the read format selects them.
-    const unsigned int extras = ((readFormat & PerfEventAttribute::FORMAT_ID) ? 8 : 0) +
-                                ((readFormat & PerfEventAttribute::FORMAT_LOST) ? 8 : 0);
-    if (readFormat & PerfEventAttribute::FORMAT_GROUP) {
+    const unsigned int extras =
+        ((readFormat & PerfFormat::FORMAT_ID) ? 8 : 0) + ((readFormat & PerfFormat::FORMAT_LOST) ? 8 : 0);
+    if (readFormat & PerfFormat::FORMAT_GROUP) {
         group = true;
         entrySize = 8 + extras;
     } else {

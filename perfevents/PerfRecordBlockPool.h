@@ -15,7 +15,8 @@ namespace perfevents {
 /// A block is in use while it is pinned (by the framer reading into it, by every queued record in it) and, once
 /// the last pin is gone, until the decoding thread has finished the last batch that referred to it. Then it is
 /// reused, so memory stays bounded and a block's pages are faulted in once. Only the reading thread calls the
-/// pool; the decoding thread's progress comes in through an atomic count of the batches it has finished.
+/// pool; PerfRecordReadingThread, which owns that rule, records which batch refers to a block and hands the pool
+/// the atomic count of the batches the decoding thread has finished.
 class PerfRecordBlockPool {
 public:
     static constexpr std::size_t DEFAULT_BLOCK_SIZE = 256u << 10;

@@ -11,6 +11,7 @@
 #include "perfevents/PerfEventDataThrottle.h"
 #include "perfevents/PerfEventDataUnknown.h"
 #include "perfevents/PerfEventDataUnthrottle.h"
+#include "perfevents/PerfFormat.h"
 
 #include <cstring>
 #include <stdexcept>
@@ -20,7 +21,7 @@ namespace perfevents {
 kestrel::Logger* PerfRecordEventDataStore::logger = nullptr;
 
 namespace {
-typedef PerfEventAttribute A;
+typedef PerfFormat A;
 } // namespace
 
 PerfRecordEventDataStore::PerfRecordEventDataStore(const boost::ptr_vector<PerfEventAttribute>& attributes)

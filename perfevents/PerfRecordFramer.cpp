@@ -1,12 +1,16 @@
 #include "perfevents/PerfRecordFramer.h"
 
+#include "kestrel/ByteCursor.h"
+#include "perfevents/PerfFormat.h"
+
 #include <cstring>
 #include <stdexcept>
 
 namespace perfevents {
 
 namespace {
-const std::size_t MAX_RECORD_SIZE = 65535;
+typedef PerfFormat F;
+const std::size_t MAX_RECORD_SIZE = F::MAX_RECORD_SIZE;
 } // namespace
 
 PerfRecordFramer::PerfRecordFramer(PerfByteSource& source, unsigned long long limit, std::size_t blockSize)
@@ -82,31 +86,35 @@ bool PerfRecordFramer::_takePayload(std::vector<unsigned char>* out) {
 
 void PerfRecordFramer::_notePayload(const PerfRecordView& record) {
     unsigned long long payload = 0;
-    if (record.type == TYPE_AUXTRACE && record.size >= 16) {
-        std::memcpy(&payload, record.bytes + 8, 8);
-    } else if (record.type == TYPE_HEADER_TRACING_DATA && record.size >= 12) {
+    const kestrel::ByteCursor bytes(record.bytes, record.size);
+    if (record.type == F::RECORD_AUXTRACE) {
+        bytes.peekAt(F::AUXTRACE_SIZE_OFFSET, payload);
+    } else if (record.type == F::RECORD_HEADER_TRACING_DATA) {
+        // Only perf's form in a pipe leaves the data outside the record; a record that covers the stated size
+        // holds its data.
         unsigned int size = 0;
-        std::memcpy(&size, record.bytes + 8, 4);
-        payload = (static_cast<unsigned long long>(size) + 7) / 8 * 8;
+        if (bytes.peekAt(F::TRACING_DATA_SIZE_OFFSET, size) && size > record.size - F::TRACING_DATA_OFFSET)
+            payload = (static_cast<unsigned long long>(size) + F::PAYLOAD_ALIGNMENT - 1) / F::PAYLOAD_ALIGNMENT *
+                      F::PAYLOAD_ALIGNMENT;
     }
     payloadLeft = payload;
 }
 
 bool PerfRecordFramer::next(PerfRecordView& record) {
-    if (garbled || !_takePayload(nullptr) || !_fill(RECORD_HEADER_SIZE))
+    if (garbled || !_takePayload(nullptr) || !_fill(F::RECORD_HEADER_SIZE))
         return false;
-    const unsigned char* head = buffer + position;
     unsigned short size = 0;
-    std::memcpy(&size, head + 6, 2);
-    if (size < RECORD_HEADER_SIZE) {
+    kestrel::ByteCursor(buffer + position, end - position).peekAt(F::RECORD_SIZE_OFFSET, size);
+    if (size < F::RECORD_HEADER_SIZE) {
         garbled = true;
         return false;
     }
     if (!_fill(size))
         return false;
-    head = buffer + position;
-    std::memcpy(&record.type, head, 4);
-    std::memcpy(&record.misc, head + 4, 2);
+    const unsigned char* head = buffer + position;
+    kestrel::ByteCursor fields(head, size);
+    fields.read(record.type);
+    fields.read(record.misc);
     record.size = size;
     record.bytes = head;
     record.block = block;
@@ -118,8 +126,8 @@ bool PerfRecordFramer::next(PerfRecordView& record) {
 
 unsigned int PerfRecordFramer::getPartialRecordSize() const {
     unsigned short size = 0;
-    if (payloadLeft == 0 && end - position >= RECORD_HEADER_SIZE)
-        std::memcpy(&size, buffer + position + 6, 2);
+    if (payloadLeft == 0)
+        kestrel::ByteCursor(buffer + position, end - position).peekAt(F::RECORD_SIZE_OFFSET, size);
     return size;
 }
 

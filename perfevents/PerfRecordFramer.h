@@ -24,9 +24,10 @@ struct PerfRecordView {
 
 /// Turns the bytes of a source into whole records. It reads the source in large blocks into one buffer and
 /// hands out views of the records in it, so that a record costs no read of its own. Payloads that follow a
-/// record outside its size (the trace data of an AUXTRACE record, the tracing data of a pipe's
-/// HEADER_TRACING_DATA record) are skipped unless taken with readPayload(), so that they are never read as
-/// records. A limit stops the framer at the end of a data section.
+/// record outside its size (the trace data of an AUXTRACE record, the tracing data after the 16-byte
+/// HEADER_TRACING_DATA record of a pipe) are skipped unless taken with readPayload(), so that they are never read
+/// as records; a HEADER_TRACING_DATA record whose size covers its data (as Android's recorder writes it) has no
+/// payload. A limit stops the framer at the end of a data section.
 ///
 /// Given a block pool, the framer reads into pool blocks and starts a new block (taking along the start of a
 /// record cut at the end of the old one) where it would otherwise move bytes within its buffer. The bytes of a
@@ -34,9 +35,6 @@ struct PerfRecordView {
 /// there instead of copying.
 class alignas(64) PerfRecordFramer {
 public:
-    static const unsigned int RECORD_HEADER_SIZE = 8;
-    static const unsigned int TYPE_HEADER_TRACING_DATA = 66;
-    static const unsigned int TYPE_AUXTRACE = 71;
     static const std::size_t DEFAULT_BLOCK_SIZE = 1u << 20;
 
     /// limit: the bytes to frame at most; 0 frames until the source ends.

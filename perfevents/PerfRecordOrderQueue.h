@@ -11,16 +11,16 @@ namespace perfevents {
 
 /// Puts the kernel records of a recording back into time order. perf writes the ring buffers of the CPUs one
 /// after another in rounds, each round closed by a FINISHED_ROUND record: within a buffer the records are in time
-/// order, across buffers they are not. The queue keeps copies of the records; at the end of a round it releases,
-/// in time order, every record not later than the latest time seen before the previous round ended, which no
-/// later round can undercut. Records of equal time keep their file order. A file without rounds is released
+/// order, across buffers they are not. The queue holds the records (see below where); at the end of a round it
+/// releases, in time order, every record not later than the latest time seen before the previous round ended,
+/// which no later round can undercut. Records of equal time keep their file order. A file without rounds is released
 /// at its end, or in parts when the queue grows beyond its memory limit.
 ///
 /// Records that lie in a block of the pool the queue shares with the framer stay where they are: the queue pins
 /// the block. Other records are copied into blocks of the queue's own. Either way, a block is reused once no
-/// record in it is queued and no one else needs it, so held memory does not churn. Since the records of a round come as
-/// a few runs already in time order (one per buffer), ordering merges those runs instead of sorting: linear time for
-/// the usual round.
+/// record in it is queued and no one else needs it (PerfRecordReadingThread says when the delivering thread is done
+/// with it), so held memory does not churn. Since the records of a round come as a few runs already in time order
+/// (one per buffer), ordering merges those runs instead of sorting: linear time for the usual round.
 class alignas(64) PerfRecordOrderQueue {
 public:
     /// Receives the records in time order; the bytes (whole record, header included) lie in the pool block given
@@ -41,7 +41,7 @@ public:
     PerfRecordOrderQueue(const PerfRecordOrderQueue&) = delete;
     PerfRecordOrderQueue& operator=(const PerfRecordOrderQueue&) = delete;
 
-    /// Queues a copy of a record (at most 65535 bytes, as its header's size field allows).
+    /// Queues a copy of a record that lies elsewhere (at most 65535 bytes, as its header's size field allows).
     void push(unsigned long long time, const unsigned char* record, unsigned int size);
     /// Queues a record that lies in the given block of the pool, where it stays.
     void push(unsigned long long time, const unsigned char* record, unsigned int size, unsigned int block) {

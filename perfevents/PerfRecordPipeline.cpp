@@ -5,11 +5,11 @@
 
 namespace perfevents {
 
-PerfRecordPipeline::PerfRecordPipeline(std::size_t batchSize, unsigned int batches)
+PerfRecordPipeline::PerfRecordPipeline(std::size_t batchSize, unsigned int batches, std::size_t largestAppend)
     : batchSize(batchSize), sizes(batches < 2 ? 2 : batches, 0), handOver(static_cast<unsigned int>(sizes.size())),
       fillingBatch(nullptr), filling(0), fillingNumber(0), consume(nullptr), direct(false) {
     for (std::size_t i = 0; i < sizes.size(); ++i)
-        buffers.emplace_back(new unsigned char[batchSize]);
+        buffers.emplace_back(new unsigned char[largestAppend > batchSize ? largestAppend : batchSize]);
 }
 
 PerfRecordPipeline::~PerfRecordPipeline() {

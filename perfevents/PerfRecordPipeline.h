@@ -23,7 +23,10 @@ public:
     static const std::size_t DEFAULT_BATCH_SIZE = 32u << 10;
     static const unsigned int DEFAULT_BATCHES = 4;
 
-    explicit PerfRecordPipeline(std::size_t batchSize = DEFAULT_BATCH_SIZE, unsigned int batches = DEFAULT_BATCHES);
+    /// largestAppend: the most bytes one append may ask for; a batch takes it whole even when it is larger than the
+    /// batch size (it then stands alone in its batch).
+    explicit PerfRecordPipeline(std::size_t batchSize = DEFAULT_BATCH_SIZE, unsigned int batches = DEFAULT_BATCHES,
+                                std::size_t largestAppend = 0);
     /// Stops and joins the producer if it still runs.
     ~PerfRecordPipeline();
     PerfRecordPipeline(const PerfRecordPipeline&) = delete;
@@ -39,10 +42,11 @@ public:
     /// cannot start threads).
     static bool isThreadWanted();
 
-    /// Producer: room for size bytes (at most the batch size) at the end of the batch being filled, handing that
-    /// batch over first when they do not fit. The bytes belong to the batch at once.
+    /// Producer: room for size bytes (at most the larger of the batch size and the largest append) at the end of
+    /// the batch being filled, handing that batch over first when they do not fit. The bytes belong to the batch
+    /// at once.
     unsigned char* append(std::size_t size) {
-        if (filling + size > batchSize)
+        if (filling + size > batchSize && filling > 0)
             _handOver(true);
         unsigned char* at = fillingBatch + filling;
         filling += size;

@@ -1,6 +1,7 @@
 #include "perfevents/PerfRecordTimeLookup.h"
 
 #include "perfevents/PerfEventData.h"
+#include "perfevents/PerfFormat.h"
 #include "perfevents/PerfRecordEventDataStore.h"
 
 #include <cstring>
@@ -8,7 +9,7 @@
 namespace perfevents {
 
 namespace {
-typedef PerfEventAttribute A;
+typedef PerfFormat A;
 
 int bytesOf(unsigned long long bits) {
     int count = 0;

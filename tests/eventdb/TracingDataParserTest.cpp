@@ -1,6 +1,6 @@
 #include "eventdb/TracingDataParser.h"
-#include "eventdb/PerfFileTracingData.h"
 
+#include "perfevents/PerfRecordingSetup.h"
 #include "tests/perfevents/PerfTestFiles.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +10,6 @@
 #include <sstream>
 #include <stdexcept>
 
-using eventdb::PerfFileTracingData;
 using eventdb::TraceEventFormat;
 using eventdb::TracingDataParser;
 
@@ -18,7 +17,7 @@ namespace {
 
 std::vector<unsigned char> schedSection() {
     std::ifstream in(PLOTWRIGHT_TEST_DATA "/recordings/sched.data", std::ios::binary);
-    return PerfFileTracingData::read(in);
+    return perfevents::PerfRecordingSetup(in, perfevents::PerfRecordingSetup::SCOPE_FORMATS).getTracingData();
 }
 
 // Writes a tracing data section in either byte order.
@@ -113,56 +112,4 @@ TEST(TracingDataParser, TruncatedAndDamagedSectionsAreErrors) {
         }
     }
     EXPECT_THROW(TracingDataParser(nullptr, 100).parse(), std::runtime_error);
-}
-
-TEST(PerfFileTracingData, FindsTheSectionAndRejectsDamagedFiles) {
-    const std::string file = perftest::readText(PLOTWRIGHT_TEST_DATA "/recordings/sched.data");
-    auto read = [](const std::string& bytes) {
-        std::istringstream in(bytes);
-        return PerfFileTracingData::read(in);
-    };
-    auto expectError = [&](const std::string& bytes, const char* message) {
-        try {
-            read(bytes);
-            ADD_FAILURE() << "no error, expected " << message;
-        } catch (const std::runtime_error& e) {
-            EXPECT_NE(std::string::npos, std::string(e.what()).find(message)) << e.what();
-        }
-    };
-    std::vector<unsigned char> section = read(file);
-    EXPECT_EQ(schedSection(), section);
-
-    // The same file written by a big-endian machine: every header number and the table entry swapped.
-    std::string swapped = file;
-    std::memcpy(&swapped[0], "2ELIFREP", 8);
-    uint64_t dataOffset, dataSize;
-    std::memcpy(&dataOffset, &file[40], 8);
-    std::memcpy(&dataSize, &file[48], 8);
-    size_t table = dataOffset + dataSize;
-    for (size_t word = 8; word < 104; word += 8) {
-        std::reverse(swapped.begin() + word, swapped.begin() + word + 8);
-    }
-    std::reverse(swapped.begin() + table, swapped.begin() + table + 8);
-    std::reverse(swapped.begin() + table + 8, swapped.begin() + table + 16);
-    EXPECT_EQ(section, read(swapped));
-
-    expectError("PERFILE", "not a perf.data file (too short)");
-    expectError(std::string(200, 'x'), "wrong magic");
-    std::string patched = file;
-    patched[8] = 16; // read as a stream written to a pipe, whose records are nonsense
-    expectError(patched, "damaged perf.data stream");
-    patched = file;
-    patched[72] &= ~2;
-    expectError(patched, "no tracing data section");
-    patched = file;
-    patched[55] = 1;
-    expectError(patched, "the data section lies beyond");
-    patched = file;
-    patched[table + 14] = 1;
-    expectError(patched, "the tracing data section lies beyond");
-    uint64_t sectionOffset;
-    std::memcpy(&sectionOffset, &file[table], 8);
-    for (size_t length : {size_t(16), size_t(103), table + 8, table + 20, size_t(sectionOffset + section.size() - 1)}) {
-        EXPECT_THROW(read(file.substr(0, length)), std::runtime_error) << length;
-    }
 }

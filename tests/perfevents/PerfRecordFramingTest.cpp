@@ -3,6 +3,7 @@
 
 #include "perfevents/PerfEventDataSample.h"
 #include "perfevents/PerfRecordFileReader.h"
+#include "perfevents/PerfRecordPipeline.h"
 #include "tests/perfevents/PerfTestFiles.h"
 
 #include <gtest/gtest.h>
@@ -233,6 +234,36 @@ TEST(PerfRecordFramingTest, CompressedPiecesMayEndAnywhereInARecord) {
     EXPECT_EQ(1u, count(partialLog, "WARN Recording cut short: missing the rest of a record in the compressed data"));
     EXPECT_EQ(expected.comms.size() - 1, partial.comms.size());
     EXPECT_EQ(expected.samples.size(), partial.samples.size());
+
+    // Decompressed records of any size a header can state reach the delivering thread whole, also those larger
+    // than a batch of the hand-over between the threads: samples without a time, which are copied into the batch
+    // as they come instead of being held in order.
+    const perfdatawriter::Attribute untimed = traceAttribute({40, 41}, TRACE_SAMPLE_TYPE & ~0x4ULL);
+    PerfDataWriter large, file;
+    large.addAttribute(untimed);
+    file.addAttribute(untimed);
+    for (std::uint32_t serial = 0; serial < 6; ++serial) {
+        perfdatawriter::Sample big = sample(serial, 1000 + serial);
+        big.raw.assign(serial % 2 == 0 ? 65400 : 33000, static_cast<std::uint8_t>(serial + 1));
+        large.addSample(big);
+    }
+    file.addRawData(perfdatawriter::compressRecords(large.getData(), {}));
+    const bool threadsWanted = perfevents::PerfRecordPipeline::isThreadWanted();
+    for (const char* threaded : {"1", "0"}) {
+        if (!threadsWanted && threaded[0] == '1')
+            continue;
+        setenv("PLOTWRIGHT_READER_THREAD", threaded, 1);
+        Collector got;
+        EXPECT_EQ("", problems(walkBytes(file.build(), got)));
+        ASSERT_EQ(6u, got.samples.size());
+        for (std::uint32_t serial = 0; serial < 6; ++serial) {
+            const std::vector<unsigned char>& raw = got.samples[serial].raw;
+            EXPECT_EQ(serial % 2 == 0 ? 65400u : 33000u, raw.size());
+            EXPECT_EQ(raw.size(), static_cast<std::size_t>(std::count(raw.begin(), raw.end(), serial + 1)));
+        }
+    }
+    if (threadsWanted)
+        unsetenv("PLOTWRIGHT_READER_THREAD");
 }
 
 TEST(PerfRecordFramingTest, AuxtracePayloadsAreSkippedNeverRead) {

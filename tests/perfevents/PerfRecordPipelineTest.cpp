@@ -160,7 +160,7 @@ TEST(PerfRecordPipelineTest, ThreadedWalkDeliversTheSingleThreadedSequence) {
         for (const auto& sample : seen.samples)
             ASSERT_EQ(&reader.getAttributes()[second[sample.first] ? 1 : 0], sample.second)
                 << "sample " << sample.first;
-        EXPECT_EQ(bytes.size() - PerfRecordFileReader::PIPE_HEADER_SIZE, reader.getDataConsumed());
+        EXPECT_EQ(bytes.size() - perfevents::PerfFormat::PIPE_HEADER_SIZE, reader.getDataConsumed());
     }
     if (threadsWanted)
         unsetenv("PLOTWRIGHT_READER_THREAD");

@@ -8,6 +8,7 @@
 #include "perfevents/PerfEventDataListener.h"
 #include "perfevents/PerfEventDataSample.h"
 #include "perfevents/PerfRecordFileReader.h"
+#include "perfevents/PerfRecordingSetup.h"
 #include "tools/perfdatawriter/PerfDataWriter.h"
 
 #include <gtest/gtest.h>
@@ -195,6 +196,42 @@ inline std::string walkBytes(const perfdatawriter::Bytes& bytes, perfevents::Per
     }
     kestrel::Logger::flushAll();
     return testing::internal::GetCapturedStdout();
+}
+
+/// The tracing data section of the real recording sched.data (formats of sched_switch, id 372, and others).
+inline perfdatawriter::Bytes schedTracingData() {
+    std::ifstream in(PLOTWRIGHT_TEST_DATA "/recordings/sched.data", std::ios::binary);
+    return perfevents::PerfRecordingSetup(in, perfevents::PerfRecordingSetup::SCOPE_FORMATS).getTracingData();
+}
+
+/// A recording laid out as Android's recorder (simpleperf) writes one on an aarch64 device: a 128-byte attribute
+/// of sched_switch with the recorder's sample layout (ip, tid, time, id, cpu, period, raw, sample_id_all), the
+/// tracing data in a HEADER_TRACING_DATA record first in the data section, a record of one of the recorder's own
+/// types (32775), then `count` sched_switch samples, sample k of pid 1000 + k, next_pid 2000 + k, at 1 ms steps.
+inline perfdatawriter::Bytes androidRecording(unsigned int count) {
+    perfdatawriter::PerfDataWriter writer;
+    perfdatawriter::Attribute attribute = traceAttribute({7}, 0x5c7, 0, 128);
+    attribute.flags = 1ULL << 18; // sample_id_all
+    writer.addAttribute(attribute);
+    writer.addTracingDataRecord(schedTracingData());
+    writer.addRecord(32775, 0, perfdatawriter::Bytes(24, 0x5a));
+    for (unsigned int k = 0; k < count; ++k) {
+        perfdatawriter::Sample sample;
+        sample.id = 7;
+        sample.pid = sample.tid = 1000 + k;
+        sample.time = 5000000000ULL + k * 1000000ULL;
+        sample.cpu = k % 4;
+        sample.period = 1;
+        sample.raw.assign(68, 0);
+        const std::uint16_t type = 372;
+        const std::int32_t pid = static_cast<std::int32_t>(sample.pid), next = static_cast<std::int32_t>(2000 + k);
+        std::memcpy(sample.raw.data(), &type, 2);
+        std::memcpy(sample.raw.data() + 4, &pid, 4);
+        std::memcpy(sample.raw.data() + 24, &pid, 4);
+        std::memcpy(sample.raw.data() + 56, &next, 4);
+        writer.addSample(sample);
+    }
+    return writer.build();
 }
 
 } // namespace perftest

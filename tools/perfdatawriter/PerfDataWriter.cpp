@@ -325,6 +325,27 @@ Bytes PerfDataWriter::build() const {
     }
     const std::uint64_t dataAt = out.size();
     putBytes(out, data);
+    if (!featureSections.empty()) {
+        // One table entry per set feature bit in ascending order, then the sections the writer was given.
+        std::vector<std::pair<unsigned int, Bytes>> sections = featureSections;
+        std::sort(sections.begin(), sections.end(),
+                  [](const std::pair<unsigned int, Bytes>& a, const std::pair<unsigned int, Bytes>& b) {
+                      return a.first < b.first;
+                  });
+        const std::size_t table = out.size();
+        unsigned int entries = 0;
+        for (unsigned int bit = 0; bit < 256; ++bit)
+            entries += (features[bit / 64] >> (bit % 64)) & 1u;
+        out.resize(table + 16 * entries, 0);
+        for (const auto& section : sections) {
+            unsigned int index = 0;
+            for (unsigned int bit = 0; bit < section.first; ++bit)
+                index += (features[bit / 64] >> (bit % 64)) & 1u;
+            patchU64(out, table + 16 * index, out.size());
+            patchU64(out, table + 16 * index + 8, section.second.size());
+            putBytes(out, section.second);
+        }
+    }
     if (out.size() < minimumFileSize)
         out.resize(minimumFileSize, 0);
 
@@ -385,6 +406,19 @@ Bytes PerfDataWriter::buildPipe(const Bytes& tracingData,
     record(82, Bytes());
     putBytes(out, data);
     return out;
+}
+
+void PerfDataWriter::addTracingDataRecord(const Bytes& tracingData) {
+    Bytes body;
+    putU32(body, static_cast<std::uint32_t>(tracingData.size()));
+    putBytes(body, tracingData);
+    body.resize(body.size() + (8 - body.size() % 8) % 8, 0);
+    addRecord(66, 0, body);
+}
+
+void PerfDataWriter::addFeatureSection(unsigned int bit, const Bytes& bytes) {
+    features[bit / 64] |= 1ULL << (bit % 64);
+    featureSections.emplace_back(bit, bytes);
 }
 
 bool PerfDataWriter::writeTo(const std::string& path) const {

@@ -102,6 +102,12 @@ public:
     void addAuxtrace(const Bytes& payload, std::uint32_t cpu = 0, std::uint32_t tid = 0);
     /// The FINISHED_ROUND record perf writes after each round of ring buffer reads.
     void addFinishedRound();
+    /// A HEADER_TRACING_DATA record that holds the tracing data itself (u32 size, the data, padding to 8 bytes),
+    /// as Android's recorder writes it first in the data section.
+    void addTracingDataRecord(const Bytes& tracingData);
+    /// A feature section: sets the feature bit; build() writes the table of feature sections after the data
+    /// section and the section's bytes after the table.
+    void addFeatureSection(unsigned int bit, const Bytes& bytes);
 
     // Header overrides, for damaged files.
     char magic[8];
@@ -130,6 +136,7 @@ public:
 private:
     std::vector<Attribute> attributes;
     std::vector<std::pair<std::uint64_t, std::string>> eventTypes;
+    std::vector<std::pair<unsigned int, Bytes>> featureSections;
     Bytes data;
     std::uint64_t records = 0;
 };

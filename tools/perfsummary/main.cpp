@@ -55,7 +55,7 @@ const char* recordName(unsigned int type) {
                                   "AUX_OUTPUT_HW_ID"};
     if (type < sizeof(names) / sizeof(names[0]))
         return names[type];
-    return type >= 64 ? "(written by perf itself)" : "";
+    return perfevents::PerfFormat::isKernelRecord(type) ? "" : "(written by perf itself)";
 }
 
 } // namespace
