@@ -3,6 +3,7 @@
 #include "app/ProcessDictionary.h"
 #include "kestrel/JsomWriter.h"
 #include "kestrel/Logger.h"
+#include "kestrel/PostfixErrors.h"
 #include "kestrel/RowText.h"
 #include "kestrel/Singleton.h"
 #include "perfevents/NumericTracePointField.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdarg>
 #include <cstdio>
 
 kestrel::Logger* NumberPlotAlgorithm::logger = nullptr;
@@ -27,18 +29,35 @@ NumberPlotAlgorithm::~NumberPlotAlgorithm() {
     delete pivotField;
 }
 
+bool NumberPlotAlgorithm::_configurationError(const std::string& reason, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    if (logger->isErrorEnabled()) {
+        logger->vlog(*kestrel::LogLevel::LVL_ERROR, format, arguments);
+    }
+    va_end(arguments);
+    offReason = reason + "; the channel is skipped";
+    return false;
+}
+
+perfevents::NumericTracePointField* NumberPlotAlgorithm::_createField(const perfevents::TracePointFieldStore& fields,
+                                                                      const char* fieldName) {
+    fieldNames.push_back(fieldName);
+    return fields.createNumericField(eventName.c_str(), fieldName);
+}
+
 bool NumberPlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fields) {
     kestrel::JSOM detail = channel["detail"];
     const char* event = detail["events"][0].stringValuePtr(nullptr);
     if (event == nullptr) {
-        logger->errorf("%p Configuration Error: Cannot read event name.", this);
-        return false;
+        return _configurationError("\"detail\" \"events\" does not start with a trace point name",
+                                   "%p Configuration Error: Cannot read event name.", this);
     }
     eventName = event;
     const char* value = detail["valueField"].stringValuePtr(nullptr);
     if (value == nullptr) {
-        logger->errorf("%p Configuration Error: Cannot read event value field.", this);
-        return false;
+        return _configurationError("\"detail\" has no \"valueField\"",
+                                   "%p Configuration Error: Cannot read event value field.", this);
     }
     valueFieldName = value;
     const char* pivot = detail["pivotField"].stringValuePtr(nullptr);
@@ -48,27 +67,82 @@ bool NumberPlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fie
 
     eventId = fields.getEventID(eventName.c_str());
     if (eventId == -1) {
-        logger->errorf("%p Configuration Error: Cannot find event [%s] in the store.", this, eventName.c_str());
-        return false;
+        return _configurationError("the event database has no trace point " + eventName,
+                                   "%p Configuration Error: Cannot find event [%s] in the store.", this,
+                                   eventName.c_str());
     }
-    valueField = fields.createNumericField(eventName.c_str(), valueFieldName.c_str());
+    valueField = _createField(fields, valueFieldName.c_str());
     if (valueField == nullptr) {
-        logger->errorf("%p Configuration Error: Cannot find field [%s:%s] in the store.", this, eventName.c_str(),
-                       valueFieldName.c_str());
-        return false;
+        return _configurationError("\"valueField\": " + fields.whyNotNumeric(eventName.c_str(), value),
+                                   "%p Configuration Error: Cannot find field [%s:%s] in the store.", this,
+                                   eventName.c_str(), valueFieldName.c_str());
     }
     if (!pivotFieldName.empty()) {
-        pivotField = fields.createNumericField(eventName.c_str(), pivotFieldName.c_str());
+        pivotField = _createField(fields, pivotFieldName.c_str());
         if (pivotField == nullptr) {
-            logger->errorf("%p Configuration Error: Cannot find pivot field [%s:%s] in the store.", this,
-                           eventName.c_str(), pivotFieldName.c_str());
-            return false;
+            return _configurationError("\"pivotField\": " + fields.whyNotNumeric(eventName.c_str(), pivot),
+                                       "%p Configuration Error: Cannot find pivot field [%s:%s] in the store.", this,
+                                       eventName.c_str(), pivotFieldName.c_str());
         }
         pivotIsTask = pivotFieldName == "common_pid" || pivotFieldName == "common_tid";
     } else {
         unpivotedList = &runDataLists[0];
     }
+    return _configureFilter(fields);
+}
+
+bool NumberPlotAlgorithm::_configureFilter(const perfevents::TracePointFieldStore& fields) {
+    // The same filter as an event configuration of a state plot: a formula over the values of filter fields.
+    kestrel::JSOM detail = channel["detail"];
+    const char* formula = detail["filterFormula"].stringValuePtr(nullptr);
+    if (formula == nullptr || formula[0] == '\0') {
+        return true;
+    }
+    std::vector<std::string> tokens;
+    SampleFilter::split(formula, tokens);
+    const int code = filter.compile(formula, tokens);
+    if (code != kestrel::PostfixErrors::OK) {
+        const char* message = kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code));
+        return _configurationError(std::string("the filter formula \"") + formula + "\" does not compile: " + message,
+                                   "%p Filter assignment error: %s", this, message);
+    }
+    kestrel::JSOM filterFields = detail["filterFields"];
+    const int count = filterFields.isArray() ? filterFields.size() : 0;
+    for (int k = 0; k < count; ++k) {
+        const char* fieldName = filterFields[k].stringValuePtr("");
+        perfevents::NumericTracePointField* reader = fieldName[0] == '\0' ? nullptr : _createField(fields, fieldName);
+        if (reader == nullptr) {
+            return _configurationError("\"filterFields\": " + fields.whyNotNumeric(eventName.c_str(), fieldName),
+                                       "%p Configuration Error: Cannot find field [%s:%s] in the store.", this,
+                                       eventName.c_str(), fieldName);
+        }
+        filter.addField(reader);
+    }
     return true;
+}
+
+std::vector<TracePointAlgorithm::FieldUse> NumberPlotAlgorithm::getFieldUses() const {
+    std::vector<FieldUse> uses;
+    for (const std::string& field : fieldNames) {
+        uses.push_back(FieldUse{eventName, field});
+    }
+    return uses;
+}
+
+std::vector<std::string> NumberPlotAlgorithm::getProblems() const {
+    std::vector<std::string> problems;
+    if (!offReason.empty()) {
+        problems.push_back(offReason);
+    }
+    if (filter.isNeverEvaluated()) {
+        problems.push_back("\"filterFormula\" is given without \"filterFields\": the formula is never evaluated "
+                           "and every sample passes");
+    }
+    if (filter.getDivisionsByZero() > 0) {
+        problems.push_back(std::to_string(filter.getDivisionsByZero()) +
+                           " samples were rejected because the filter formula divided by zero");
+    }
+    return problems;
 }
 
 NumberPlotAlgorithm::RunDataList& NumberPlotAlgorithm::_listFor(long long key) {
@@ -85,6 +159,24 @@ void NumberPlotAlgorithm::onTracePointEvent(int id, double time,
     if (!configured || id != eventId) {
         return;
     }
+    if (!filter.passesAll()) {
+        int code = kestrel::PostfixErrors::OK;
+        const SampleFilter::Outcome outcome = filter.evaluate(ancillary, data, code, logger, this);
+        if (outcome != SampleFilter::PASS) {
+            if (outcome != SampleFilter::REJECT) {
+                const char* message =
+                    kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code));
+                logger->errorf("%p Filter execution error: %s", this, message);
+                if (outcome == SampleFilter::FAILURE) {
+                    configured = false;
+                    offReason = "switched off after " + std::to_string(points) + " points: the filter formula \"" +
+                                filter.getFormula() + "\" fails: " + message + "; nothing is written";
+                }
+            }
+            return;
+        }
+    }
+    ++points;
     const long long value = valueField->getInt64(ancillary, data);
     RunDataList& list = unpivotedList != nullptr ? *unpivotedList : _listFor(pivotField->getInt64(ancillary, data));
     if (time < list.lastTime) {

@@ -1,6 +1,7 @@
 #ifndef ALGORITHMS_NUMBERPLOTALGORITHM_H
 #define ALGORITHMS_NUMBERPLOTALGORITHM_H
 
+#include "algorithms/SampleFilter.h"
 #include "algorithms/TracePointAlgorithm.h"
 #include "kestrel/ArenaAllocator.h"
 #include "kestrel/JSOM.h"
@@ -18,8 +19,9 @@ class NumericTracePointField;
 class TracePointFieldStore;
 } // namespace perfevents
 
-// Records the value of one numeric field of one trace point at every sample and writes the points as "long"
-// series: one series per distinct value of the pivot field, or a single series without a pivot field.
+// Records the value of one numeric field of one trace point at every sample (that passes its optional filter
+// formula) and writes the points as "long" series: one series per distinct value of the pivot field, or a single
+// series without a pivot field.
 class NumberPlotAlgorithm : public TracePointAlgorithm {
 public:
     struct RunData {
@@ -45,11 +47,18 @@ public:
     void onTracePointEvent(int eventId, double time, const perfevents::PerfEventDataSampleAncillary& ancillary,
                            const unsigned char* data) override;
     bool onClose(kestrel::JsomWriter& writer, double clockOrigin) override;
+    std::vector<int> getEventIds() const override { return std::vector<int>(1, eventId); }
+    std::vector<FieldUse> getFieldUses() const override;
+    std::vector<std::string> getProblems() const override;
 
     bool isConfigured() const { return configured; }
 
 private:
     bool _configure(const perfevents::TracePointFieldStore& fields);
+    bool _configureFilter(const perfevents::TracePointFieldStore& fields);
+    perfevents::NumericTracePointField* _createField(const perfevents::TracePointFieldStore& fields,
+                                                     const char* fieldName);
+    bool _configurationError(const std::string& reason, const char* format, ...);
     RunDataList& _listFor(long long key);
     void _writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key, RunDataList& list,
                       const std::string& labelPrefix);
@@ -65,6 +74,10 @@ private:
     RunDataList* unpivotedList = nullptr;
     std::map<long long, RunDataList> runDataLists;
     bool pivotIsTask = false;
+    SampleFilter filter;
+    std::vector<std::string> fieldNames; // every field read, for checking them against the recording
+    std::string offReason;               // why the algorithm is off, for the user
+    unsigned long long points = 0;
 
     // The list of the last pivot value seen: consecutive samples often share it, which saves the map lookup.
     RunDataList* lastList = nullptr;

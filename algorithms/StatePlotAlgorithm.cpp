@@ -1,6 +1,8 @@
 #include "algorithms/StatePlotAlgorithm.h"
 
 #include <algorithm>
+#include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -21,9 +23,6 @@ kestrel::Logger* StatePlotAlgorithm::logger = nullptr;
 bool StatePlotAlgorithm::dictionarySent = false;
 
 namespace {
-
-// Filter results within this distance of zero count as false.
-const double FILTER_REJECT_BOUND = 1e-10;
 
 // Pivoted labels are built in a buffer of this size, so they keep at most 126 characters.
 const size_t LABEL_BUFFER_SIZE = 128;
@@ -93,17 +92,15 @@ void StatePlotAlgorithm::RunDataList::clear() {
 // ---------------------------------------------------------------------------------------------------------------
 // Event configurations
 
-StatePlotAlgorithm::EventData::EventData(int id)
-    : eventId(id), stateField(nullptr), magnitudeField(nullptr), innerPivotField(nullptr), outerPivotField(nullptr) {}
+StatePlotAlgorithm::EventData::EventData(int id, const std::string& eventName)
+    : eventId(id), eventName(eventName), stateField(nullptr), magnitudeField(nullptr), innerPivotField(nullptr),
+      outerPivotField(nullptr) {}
 
 StatePlotAlgorithm::EventData::~EventData() {
     delete stateField;
     delete magnitudeField;
     delete innerPivotField;
     delete outerPivotField;
-    for (perfevents::NumericTracePointField* field : filterFields) {
-        delete field;
-    }
 }
 
 // ---------------------------------------------------------------------------------------------------------------
@@ -175,6 +172,7 @@ StatePlotAlgorithm::StatePlotAlgorithm(const kestrel::JSOM& channelEntry,
     }
     configured = true;
     _nameColumns();
+    _noteUnreachableConfigurations();
     if (usesDefaultColumns && !dictionarySent) {
         dictionarySent = true;
         kestrel::Singleton<SeriesDataSet>::Instance().add(new StatePlotAlgorithmDictionary());
@@ -185,6 +183,23 @@ StatePlotAlgorithm::~StatePlotAlgorithm() {
     for (EventData* eventData : eventDatas) {
         delete eventData;
     }
+}
+
+bool StatePlotAlgorithm::_configurationError(const std::string& reason, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    if (logger->isErrorEnabled()) {
+        logger->vlog(*kestrel::LogLevel::LVL_ERROR, format, arguments);
+    }
+    va_end(arguments);
+    offReason = reason + "; the channel is skipped";
+    return false;
+}
+
+perfevents::NumericTracePointField* StatePlotAlgorithm::_createField(const perfevents::TracePointFieldStore& fields,
+                                                                     EventData& eventData, const char* fieldName) {
+    eventData.fieldNames.push_back(fieldName);
+    return fields.createNumericField(eventData.eventName.c_str(), fieldName);
 }
 
 bool StatePlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fields) {
@@ -200,8 +215,8 @@ bool StatePlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fiel
     kestrel::JSOM configs = detail["eventConfigs"];
     int count = configs.isArray() ? configs.size() : 0;
     if (count == 0) {
-        logger->errorf("%p Configuration Error: Event configuration is missing 'eventConfigs'.", this);
-        return false;
+        return _configurationError("\"detail\" has no \"eventConfigs\": a state plot needs at least one",
+                                   "%p Configuration Error: Event configuration is missing 'eventConfigs'.", this);
     }
     kestrel::JSOM events = detail["events"];
     for (int i = 0; i < count; ++i) {
@@ -216,39 +231,41 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
                                          kestrel::JSOM config, int position) {
     long long index = config["eventIndex"].longValue(-1);
     int eventCount = events.isArray() ? events.size() : 0;
+    const std::string which = "event configuration " + std::to_string(position + 1);
     if (index < 0 || index >= eventCount) {
-        logger->errorf("%p Configuration Error: Event configuration %d has bad 'eventIndex'.", this, position);
-        return false;
+        return _configurationError(
+            which + " has no \"eventIndex\" that points into \"events\" (" + std::to_string(eventCount) + " entries)",
+            "%p Configuration Error: Event configuration %d has bad 'eventIndex'.", this, position);
     }
     int idx = static_cast<int>(index);
     const char* eventName = events[idx].stringValuePtr(nullptr);
     if (eventName == nullptr) {
-        logger->errorf("%p Configuration Error: Cannot read event name for eventIndex %d.", this, idx);
-        return false;
+        return _configurationError("\"events\" entry " + std::to_string(idx) + " is not a trace point name",
+                                   "%p Configuration Error: Cannot read event name for eventIndex %d.", this, idx);
     }
     int eventId = fields.getEventID(eventName);
     if (eventId == -1) {
-        logger->errorf("%p Configuration Error: Cannot find event [%s] in the store.", this, eventName);
-        return false;
+        return _configurationError(std::string("the event database has no trace point ") + eventName,
+                                   "%p Configuration Error: Cannot find event [%s] in the store.", this, eventName);
     }
     if (std::find(eventIds.begin(), eventIds.end(), eventId) == eventIds.end()) {
         eventIds.push_back(eventId);
     }
-    EventData* eventData = new EventData(eventId);
+    EventData* eventData = new EventData(eventId, eventName);
     eventDatas.push_back(eventData);
 
     // State: always required.
     const char* stateName = config["stateField"].stringValuePtr(nullptr);
     if (stateName == nullptr) {
-        logger->errorf("%p Configuration Error: Cannot read stateField on event #%d.", this, idx);
-        return false;
+        return _configurationError(which + " has no \"stateField\"",
+                                   "%p Configuration Error: Cannot read stateField on event #%d.", this, idx);
     }
     logger->debugf("%p preparing %s trace point field %s '%s'", this, "stateField", eventName, stateName);
-    eventData->stateField = fields.createNumericField(eventName, stateName);
+    eventData->stateField = _createField(fields, *eventData, stateName);
     if (eventData->stateField == nullptr) {
-        logger->errorf("%p Configuration Error: Cannot find stateField [%s:%s] in the store.", this, eventName,
-                       stateName);
-        return false;
+        return _configurationError("\"stateField\": " + fields.whyNotNumeric(eventName, stateName),
+                                   "%p Configuration Error: Cannot find stateField [%s:%s] in the store.", this,
+                                   eventName, stateName);
     }
     stateInfo.fieldNames.insert(stateName);
 
@@ -257,14 +274,14 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
     if (idx == 0 && config["magnitudeField"].isResolved()) {
         hasMagnitude = true;
     }
-    if (hasMagnitude && !_createOptionalField(fields, config, "magnitudeField", eventName, idx,
+    if (hasMagnitude && !_createOptionalField(fields, config, "magnitudeField", *eventData, idx,
                                               eventData->magnitudeField, magnitudeInfo)) {
         return false;
     }
     if (idx == 0 && config["innerPivotField"].isResolved()) {
         hasInnerPivot = true;
     }
-    if (hasInnerPivot && !_createOptionalField(fields, config, "innerPivotField", eventName, idx,
+    if (hasInnerPivot && !_createOptionalField(fields, config, "innerPivotField", *eventData, idx,
                                                eventData->innerPivotField, innerPivotInfo)) {
         return false;
     }
@@ -272,11 +289,11 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
     if (hasOuterPivot) {
         logger->debugf("%p preparing %s trace point field %s '%s'", this, "pivotField", eventName,
                        pivotFieldName.c_str());
-        eventData->outerPivotField = fields.createNumericField(eventName, pivotFieldName.c_str());
+        eventData->outerPivotField = _createField(fields, *eventData, pivotFieldName.c_str());
         if (eventData->outerPivotField == nullptr) {
-            logger->errorf("%p Configuration Error: Cannot find outer pivot field [%s:%s] in the store.", this,
-                           eventName, pivotFieldName.c_str());
-            return false;
+            return _configurationError("\"pivotField\": " + fields.whyNotNumeric(eventName, pivotFieldName.c_str()),
+                                       "%p Configuration Error: Cannot find outer pivot field [%s:%s] in the store.",
+                                       this, eventName, pivotFieldName.c_str());
         }
         pivotIsTask = pivotFieldName == "common_pid" || pivotFieldName == "common_tid";
     }
@@ -289,11 +306,11 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
     std::vector<std::string> tokens;
     tokenizeString(tokens, formula);
     logger->debugf("%p assigning function '%s' args=%d", this, formula, static_cast<int>(tokens.size()));
-    int code = eventData->filter.assign(tokens);
+    int code = eventData->filter.compile(formula, tokens);
     if (code != kestrel::PostfixErrors::OK) {
-        logger->errorf("%p Filter assignment error: %s", this,
-                       kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code)));
-        return false;
+        const char* message = kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code));
+        return _configurationError(which + ": the filter formula \"" + formula + "\" does not compile: " + message,
+                                   "%p Filter assignment error: %s", this, message);
     }
     kestrel::JSOM filterFields = config["filterFields"];
     int filterCount = filterFields.isArray() ? filterFields.size() : 0;
@@ -304,31 +321,34 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
         }
         logger->debugf("%p preparing %s trace point field %s '%s'", this, "filterFields", eventName, fieldName);
         perfevents::NumericTracePointField* reader =
-            fieldName[0] == '\0' ? nullptr : fields.createNumericField(eventName, fieldName);
+            fieldName[0] == '\0' ? nullptr : _createField(fields, *eventData, fieldName);
         if (reader == nullptr) {
-            logger->errorf("%p Configuration Error: Cannot find field [%s:%s] in the store.", this, eventName,
-                           fieldName);
-            return false;
+            return _configurationError(which + ": \"filterFields\": " + fields.whyNotNumeric(eventName, fieldName),
+                                       "%p Configuration Error: Cannot find field [%s:%s] in the store.", this,
+                                       eventName, fieldName);
         }
-        eventData->filterFields.push_back(reader);
-        eventData->filterArgs.push_back(0.0);
+        eventData->filter.addField(reader);
     }
     return true;
 }
 
 bool StatePlotAlgorithm::_createOptionalField(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config,
-                                              const char* key, const char* eventName, int eventIndex,
+                                              const char* key, EventData& eventData, int eventIndex,
                                               perfevents::NumericTracePointField*& reader, FieldInfo& info) {
+    const char* eventName = eventData.eventName.c_str();
     const char* fieldName = config[key].stringValuePtr(nullptr);
     if (fieldName == nullptr) {
-        logger->errorf("%p Configuration Error: Cannot read %s on event #%d.", this, key, eventIndex);
-        return false;
+        return _configurationError(std::string("the event configuration of \"eventIndex\" ") +
+                                       std::to_string(eventIndex) + " has no \"" + key +
+                                       "\", which the first configuration switched on",
+                                   "%p Configuration Error: Cannot read %s on event #%d.", this, key, eventIndex);
     }
     logger->debugf("%p preparing %s trace point field %s '%s'", this, key, eventName, fieldName);
-    reader = fields.createNumericField(eventName, fieldName);
+    reader = _createField(fields, eventData, fieldName);
     if (reader == nullptr) {
-        logger->errorf("%p Configuration Error: Cannot find %s [%s:%s] in the store.", this, key, eventName, fieldName);
-        return false;
+        return _configurationError(std::string("\"") + key + "\": " + fields.whyNotNumeric(eventName, fieldName),
+                                   "%p Configuration Error: Cannot find %s [%s:%s] in the store.", this, key, eventName,
+                                   fieldName);
     }
     info.fieldNames.insert(fieldName);
     return true;
@@ -350,18 +370,60 @@ void StatePlotAlgorithm::tokenizeString(std::vector<std::string>& tokens, const 
         return;
     }
     logger->tracef("%p: tokenizeString('%s')", this, text);
-    static const char* const SEPARATORS = " \t\r\n";
-    const char* position = text;
-    while (*position != '\0') {
-        position += strspn(position, SEPARATORS);
-        size_t length = strcspn(position, SEPARATORS);
-        if (length == 0) {
-            break;
-        }
-        tokens.emplace_back(position, length);
-        logger->tracef("%p: tokenizeString: new token '%s'", this, tokens.back().c_str());
-        position += length;
+    SampleFilter::split(text, tokens);
+    for (const std::string& token : tokens) {
+        logger->tracef("%p: tokenizeString: new token '%s'", this, token.c_str());
     }
+}
+
+void StatePlotAlgorithm::_noteUnreachableConfigurations() {
+    for (std::size_t i = 0; i < eventDatas.size(); ++i) {
+        const EventData& entry = *eventDatas[i];
+        const std::string which = "event configuration " + std::to_string(i + 1) + " (" + entry.eventName + ")";
+        if (entry.filter.isNeverEvaluated()) {
+            notes.push_back(which + " has a \"filterFormula\" but no \"filterFields\": the formula is never "
+                                    "evaluated and every sample passes");
+        }
+        // An earlier configuration of the same trace point that takes every sample leaves none for this one.
+        for (std::size_t j = 0; j < i; ++j) {
+            if (eventDatas[j]->eventId == entry.eventId && eventDatas[j]->filter.passesAll()) {
+                notes.push_back(which + " never receives a sample: event configuration " + std::to_string(j + 1) +
+                                " of the same trace point has no filter and takes every sample");
+                break;
+            }
+        }
+    }
+}
+
+std::vector<TracePointAlgorithm::FieldUse> StatePlotAlgorithm::getFieldUses() const {
+    std::vector<FieldUse> uses;
+    for (const EventData* entry : eventDatas) {
+        for (const std::string& field : entry->fieldNames) {
+            uses.push_back(FieldUse{entry->eventName, field});
+        }
+    }
+    return uses;
+}
+
+std::vector<std::string> StatePlotAlgorithm::getProblems() const {
+    std::vector<std::string> problems;
+    if (!offReason.empty()) {
+        problems.push_back(offReason);
+    }
+    problems.insert(problems.end(), notes.begin(), notes.end());
+    unsigned long long divisions = 0;
+    for (const EventData* entry : eventDatas) {
+        divisions += entry->filter.getDivisionsByZero();
+    }
+    if (divisions > 0) {
+        problems.push_back(std::to_string(divisions) + " samples were rejected because the filter formula divided by "
+                                                       "zero");
+    }
+    if (statesCut > 0) {
+        problems.push_back(std::to_string(statesCut) + " state values did not fit in 32 bits and were cut to their "
+                                                       "low 32 bits");
+    }
+    return problems;
 }
 
 // ---------------------------------------------------------------------------------------------------------------
@@ -374,35 +436,24 @@ StatePlotAlgorithm::_acceptingEntry(int eventId, const perfevents::PerfEventData
         if (entry->eventId != eventId) {
             continue;
         }
-        if (entry->filterFields.empty()) {
+        int code = kestrel::PostfixErrors::OK;
+        const SampleFilter::Outcome outcome = entry->filter.evaluate(ancillary, data, code, logger, this);
+        if (outcome == SampleFilter::PASS) {
             return entry;
         }
-        // The level is asked once per sample, not once per argument: this runs for every sample.
-        const bool tracing = logger->isTraceEnabled();
-        for (size_t k = 0; k < entry->filterFields.size(); ++k) {
-            double value = entry->filterFields[k]->getDouble(ancillary, data);
-            entry->filterArgs[k] = value;
-            if (tracing) {
-                logger->tracef("%p: filter argument $%d = %0.6f", this, static_cast<int>(k), value);
-            }
-        }
-        double result = 0.0;
-        int code = entry->filter.eval(result, entry->filterArgs);
-        if (code != kestrel::PostfixErrors::OK) {
-            logger->errorf("%p Filter execution error: %s", this,
-                           kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code)));
-            if (code == kestrel::PostfixErrors::DIVIDE_BY_ZERO) {
-                continue;
-            }
-            // Any other failure means the formula cannot work on these samples at all: stop for good.
-            configured = false;
-            return nullptr;
-        }
-        // A NaN result fails both comparisons and so accepts the sample.
-        if (result >= -FILTER_REJECT_BOUND && result <= FILTER_REJECT_BOUND) {
+        if (outcome == SampleFilter::REJECT) {
             continue;
         }
-        return entry;
+        const char* message = kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code));
+        logger->errorf("%p Filter execution error: %s", this, message);
+        if (outcome == SampleFilter::DIVISION_BY_ZERO) {
+            continue;
+        }
+        // Any other failure means the formula cannot work on these samples at all: stop for good.
+        configured = false;
+        offReason = "switched off after " + std::to_string(acceptedSamples) + " points: the filter formula \"" +
+                    entry->filter.getFormula() + "\" fails: " + message + "; nothing is written";
+        return nullptr;
     }
     return nullptr;
 }
@@ -419,7 +470,14 @@ void StatePlotAlgorithm::onTracePointEvent(int eventId, double time,
     }
     RunData run;
     run.time = time;
-    run.state = entry->stateField->getInt32(ancillary, data);
+    // The state column holds 32 bits; a value of a wider field that does not fit is cut to its low 32 bits, and
+    // counted.
+    const int64_t state = entry->stateField->getInt64(ancillary, data);
+    run.state = static_cast<int32_t>(state);
+    if (state < INT32_MIN || state > static_cast<int64_t>(UINT32_MAX)) {
+        ++statesCut;
+    }
+    ++acceptedSamples;
 
     RunDataList* list = unpivotedList;
     if (hasOuterPivot) {

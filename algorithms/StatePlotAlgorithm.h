@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "algorithms/SampleFilter.h"
 #include "algorithms/TracePointAlgorithm.h"
 #include "kestrel/ArenaAllocator.h"
 #include "kestrel/JSOM.h"
-#include "kestrel/PostfixCalculator.h"
 
 namespace kestrel {
 class JsomWriter;
@@ -71,19 +71,20 @@ public:
     /** One event configuration: a trace point, its field readers and its filter. */
     class EventData {
     public:
-        explicit EventData(int id);
+        EventData(int id, const std::string& eventName);
         ~EventData();
         EventData(const EventData&) = delete;
         EventData& operator=(const EventData&) = delete;
 
         int eventId;
+        std::string eventName;
         perfevents::NumericTracePointField* stateField;
         perfevents::NumericTracePointField* magnitudeField;
         perfevents::NumericTracePointField* innerPivotField;
         perfevents::NumericTracePointField* outerPivotField;
-        std::vector<perfevents::NumericTracePointField*> filterFields;
-        std::vector<double> filterArgs;
-        kestrel::PostfixCalculator<double, 32> filter;
+        SampleFilter filter;
+        /** The names of the fields read, for checking them against the recording. */
+        std::vector<std::string> fieldNames;
     };
 
     /** One output column: its name, description, value dictionary and the trace point fields feeding it. */
@@ -112,6 +113,9 @@ public:
     void onTracePointEvent(int eventId, double time, const perfevents::PerfEventDataSampleAncillary& ancillary,
                            const unsigned char* data) override;
     bool onClose(kestrel::JsomWriter& writer, double clockOrigin) override;
+    std::vector<int> getEventIds() const override { return eventIds; }
+    std::vector<FieldUse> getFieldUses() const override;
+    std::vector<std::string> getProblems() const override;
 
     /** Splits `text` at runs of blanks, tabs and line ends into `tokens` (emptied first). */
     void tokenizeString(std::vector<std::string>& tokens, const char* text);
@@ -123,8 +127,12 @@ private:
     bool _configureEvent(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& events, kestrel::JSOM config,
                          int position);
     bool _createOptionalField(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config, const char* key,
-                              const char* eventName, int eventIndex, perfevents::NumericTracePointField*& reader,
+                              EventData& eventData, int eventIndex, perfevents::NumericTracePointField*& reader,
                               FieldInfo& info);
+    perfevents::NumericTracePointField* _createField(const perfevents::TracePointFieldStore& fields,
+                                                     EventData& eventData, const char* fieldName);
+    bool _configurationError(const std::string& reason, const char* format, ...);
+    void _noteUnreachableConfigurations();
     void _nameColumns();
     const EventData* _acceptingEntry(int eventId, const perfevents::PerfEventDataSampleAncillary& ancillary,
                                      const unsigned char* data);
@@ -155,6 +163,13 @@ private:
 
     /** Name of the outer pivot field, kept for the "pivot" and "info" members of every series. */
     std::string pivotFieldName;
+
+    /** What went wrong, for the user: why the algorithm is off, configurations that never count. */
+    std::string offReason;
+    std::vector<std::string> notes;
+    /** Samples whose state value did not fit in 32 bits and was cut to its low 32 bits. */
+    unsigned long long statesCut = 0;
+    unsigned long long acceptedSamples = 0;
 
     static kestrel::Logger* logger;
     static bool dictionarySent;

@@ -1,6 +1,9 @@
 #ifndef ALGORITHMS_TRACEPOINTALGORITHM_H
 #define ALGORITHMS_TRACEPOINTALGORITHM_H
 
+#include <string>
+#include <vector>
+
 namespace kestrel {
 class JsomWriter;
 }
@@ -12,6 +15,12 @@ class PerfEventDataSampleAncillary;
 // series into the output document.
 class TracePointAlgorithm {
 public:
+    // A trace point field the algorithm reads.
+    struct FieldUse {
+        std::string event;
+        std::string field;
+    };
+
     virtual ~TracePointAlgorithm();
 
     // One sample: eventId is its trace point id (common_type), time its clock time relative to the clock
@@ -23,6 +32,14 @@ public:
     // Writes the algorithm's series into the writer's current array, each with clockOrigin as its "time";
     // returns whether at least one series was written.
     virtual bool onClose(kestrel::JsomWriter& writer, double clockOrigin) = 0;
+
+    // The trace point ids the algorithm takes samples of.
+    virtual std::vector<int> getEventIds() const { return std::vector<int>(); }
+    // The trace point fields it reads (so that the event database can be checked against the recording).
+    virtual std::vector<FieldUse> getFieldUses() const { return std::vector<FieldUse>(); }
+    // What went wrong, in words for the user, one reason each: why the algorithm is switched off, samples it could
+    // not use, configurations that can never count. Empty when nothing did.
+    virtual std::vector<std::string> getProblems() const { return std::vector<std::string>(); }
 };
 
 #endif

@@ -34,6 +34,17 @@ const TracePointAlgorithmFactory* TracePointAlgorithmStore::findFactory(const st
     return nullptr;
 }
 
+std::string TracePointAlgorithmStore::getAlgorithmNames() {
+    if (self == nullptr) {
+        self = new TracePointAlgorithmStore();
+    }
+    std::string names;
+    for (const auto& entry : self->factories) {
+        names += (names.empty() ? "" : ", ") + entry.first;
+    }
+    return names;
+}
+
 TracePointAlgorithm* TracePointAlgorithmStore::createAlgorithm(const kestrel::JSOM& channel,
                                                                const perfevents::TracePointFieldStore& fields) {
     if (self == nullptr) {

@@ -28,6 +28,8 @@ public:
     // owns the result.
     static TracePointAlgorithm* createAlgorithm(const kestrel::JSOM& channel,
                                                 const perfevents::TracePointFieldStore& fields);
+    // The registered names, for messages: "numberplot, stateplot".
+    static std::string getAlgorithmNames();
 
 private:
     TracePointAlgorithmStore();

@@ -21,6 +21,9 @@ public:
     // returns whether dataTime lies in the collection interval [dataStartTime, dataEndTime).
     bool nextTimestamp(double dataTime, double& clockTime);
 
+    // The clock time of a data time, not relative to the origin.
+    double toClockTime(double dataTime) const { return (dataTime - base) * skew + offset; }
+
     double getClockStartTime() const { return clockStartTime; }
     double getClockEndTime() const { return clockEndTime; }
     double getDataStartTime() const { return dataStartTime; }

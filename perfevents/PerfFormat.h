@@ -2,6 +2,8 @@
 #define PERFEVENTS_PERFFORMAT_H
 
 #include <cstddef>
+#include <cstdio>
+#include <string>
 
 namespace perfevents {
 
@@ -141,6 +143,36 @@ struct PerfFormat {
     static constexpr unsigned int ATTR_SIZE_VER3 = 96;
     /// Offset of the attribute's own size field.
     static constexpr unsigned int ATTR_SIZE_FIELD_OFFSET = 4;
+
+    /// The kinds of event (the attribute's type) and the names perf gives the generic ones.
+    static constexpr unsigned int ATTR_TYPE_HARDWARE = 0;
+    static constexpr unsigned int ATTR_TYPE_SOFTWARE = 1;
+    static constexpr unsigned int ATTR_TYPE_TRACEPOINT = 2;
+    static constexpr unsigned int ATTR_TYPE_HW_CACHE = 3;
+    static constexpr unsigned int ATTR_TYPE_RAW = 4;
+    static constexpr unsigned int ATTR_TYPE_BREAKPOINT = 5;
+    /// A name for the event of an attribute as perf names it ("cpu-clock", "cycles"), or its type and config
+    /// where perf has no fixed name ("raw event 0x1a", "event of type 8, config 3").
+    static std::string eventName(unsigned int type, unsigned long long config) {
+        static const char* const hardware[] = {
+            "cycles",        "instructions", "cache-references",        "cache-misses",           "branch-instructions",
+            "branch-misses", "bus-cycles",   "stalled-cycles-frontend", "stalled-cycles-backend", "ref-cycles"};
+        static const char* const software[] = {"cpu-clock",        "task-clock",   "page-faults",  "context-switches",
+                                               "cpu-migrations",   "minor-faults", "major-faults", "alignment-faults",
+                                               "emulation-faults", "dummy",        "bpf-output",   "cgroup-switches"};
+        if (type == ATTR_TYPE_HARDWARE && config < sizeof(hardware) / sizeof(hardware[0]))
+            return hardware[config];
+        if (type == ATTR_TYPE_SOFTWARE && config < sizeof(software) / sizeof(software[0]))
+            return software[config];
+        char text[64];
+        if (type == ATTR_TYPE_TRACEPOINT)
+            std::snprintf(text, sizeof(text), "trace point %llu", config);
+        else if (type == ATTR_TYPE_RAW)
+            std::snprintf(text, sizeof(text), "raw event 0x%llx", config);
+        else
+            std::snprintf(text, sizeof(text), "event of type %u, config %llu", type, config);
+        return text;
+    }
 
     // sample_type bits, in the order their fields appear in a sample (except IDENTIFIER, which comes first)
     static constexpr unsigned long long SAMPLE_IP = 0x1ULL;

@@ -3,6 +3,7 @@
 
 #include "perfevents/PerfEventAttribute.h"
 #include "perfevents/PerfEventDataListener.h"
+#include "perfevents/PerfReadProblems.h"
 
 #include <boost/ptr_container/ptr_vector.hpp>
 #include <istream>
@@ -20,6 +21,12 @@ public:
     virtual const boost::ptr_vector<PerfEventAttribute>& getAttributes() const = 0;
     virtual const std::map<unsigned long long, std::string>& getTraceEventTypes() const = 0;
     virtual const std::string& getTraceEventName(unsigned long long id) const = 0;
+
+    /// How far the walk is: bytes consumed so far, and in all (0 when unknown). Asked from the walking thread.
+    virtual unsigned long long getDataConsumed() const { return 0; }
+    virtual unsigned long long getDataTotal() const { return 0; }
+    /// What the walk could not convert; complete once parseEvents has returned.
+    virtual PerfReadProblems getReadProblems() const { return PerfReadProblems(); }
 
 protected:
     std::istream& input;

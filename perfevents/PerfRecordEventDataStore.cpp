@@ -106,6 +106,15 @@ PerfEventData* PerfRecordEventDataStore::getEventData(PerfEventData::Type type, 
     return decoder.parse(body, misc) ? &decoder : nullptr;
 }
 
+std::vector<unsigned long long> PerfRecordEventDataStore::getUndecodableSampleCounts() const {
+    std::vector<unsigned long long> counts;
+    for (std::size_t i = PerfEventData::TYPE_SAMPLE; i < decoders.size(); i += TYPES)
+        counts.push_back(static_cast<const PerfEventDataSample&>(decoders[i]).getUndecodableCount());
+    if (!counts.empty())
+        counts.front() += undecodableBefore;
+    return counts;
+}
+
 unsigned long long PerfRecordEventDataStore::getUndecodableSampleCount() const {
     unsigned long long count = undecodableBefore;
     for (std::size_t i = PerfEventData::TYPE_SAMPLE; i < decoders.size(); i += TYPES)

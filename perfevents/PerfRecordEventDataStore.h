@@ -40,6 +40,8 @@ public:
     unsigned long long getUnknownAttributeCount() const { return unknownAttributeCount; }
     /// Samples whose call chain, read values or raw data ran past the end of their record.
     unsigned long long getUndecodableSampleCount() const;
+    /// The same by set of decoders: one per attribute when their records are told apart, else one for all.
+    std::vector<unsigned long long> getUndecodableSampleCounts() const;
 
 protected:
     void buildPerfEventDataParsers();

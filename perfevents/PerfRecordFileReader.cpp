@@ -258,47 +258,84 @@ void PerfRecordFileReader::parseEvents(PerfEventDataListener& target) {
             readerLogger()->warnf("%llu samples were skipped: their id belongs to no attribute of the recording.",
                                   store->getUnknownAttributeCount());
     }
+    _collectProblems();
     listener = nullptr;
     target.onClose();
 }
 
 namespace {
-// "the rest of a record (P of its S bytes are there)", or of its header when not even that is whole.
-std::string partialRecord(const PerfRecordFramer& framer, const char* where) {
+// What is missing of the last record a framer was given: "the last record <where> is incomplete (16 of its 400
+// bytes are there)", or the same of its header or of the payload after it; empty when nothing is.
+std::string incompleteRecord(const PerfRecordFramer& framer, const char* where) {
     if (framer.getPayloadLeft() > 0) // the source ended inside the payload that follows a whole record
-        return std::string("the rest of the payload of a record ") + where + " (" +
-               std::to_string(framer.getPayloadLeft()) + " bytes)";
+        return std::string("the payload after the last record ") + where + " is incomplete (" +
+               std::to_string(framer.getPayloadLeft()) + " bytes are missing)";
     const unsigned long long partial = framer.getPartialBytes();
+    if (partial == 0)
+        return std::string();
     const unsigned int stated = framer.getPartialRecordSize();
-    std::string text = std::string("the rest of a record ") + where + " (" + std::to_string(partial) + " of its ";
-    return text + (stated > 0 ? std::to_string(stated) + " bytes are there)" : "8 header bytes are there)");
+    return std::string("the last record ") + where + " is incomplete (" + std::to_string(partial) + " of its " +
+           (stated > 0 ? std::to_string(stated) + " bytes" : "8 header bytes") + " are there)";
+}
+
+std::string joined(const std::vector<std::string>& parts) {
+    std::string text;
+    for (const std::string& part : parts) {
+        if (part.empty())
+            continue;
+        text += (text.empty() ? "" : "; ") + part;
+    }
+    return text;
 }
 } // namespace
 
 void PerfRecordFileReader::_reportEnd() {
     // One line on what a cut or unfinished recording lacks.
     const PerfRecordFramer& framer = setup->getFramer();
-    std::vector<std::string> parts;
+    std::vector<std::string> lost;
     if (setup->getDataMissing() > 0)
-        parts.push_back(std::to_string(setup->getDataMissing()) + " bytes of the data section");
-    if (!framer.isGarbled() && framer.getPartialBytes() > 0)
-        parts.push_back(partialRecord(framer, "at the end of the data"));
-    if (zstdFramer && !zstdFramer->isGarbled() && !zstdSource->hasFailed() && zstdFramer->getPartialBytes() > 0)
-        parts.push_back(partialRecord(*zstdFramer, "in the compressed data"));
-    if (!setup->getMissingSections().empty())
-        parts.push_back(setup->getMissingSections());
-    if (!parts.empty()) {
-        std::string missing = parts.front();
-        for (std::size_t i = 1; i < parts.size(); ++i)
-            missing += "; " + parts[i];
-        readerLogger()->warnf("Recording cut short: missing %s. Every whole record that is there was read.",
-                              missing.c_str());
-    }
+        lost.push_back("the last " + std::to_string(setup->getDataMissing()) +
+                       " bytes of the data section are missing");
+    if (!framer.isGarbled())
+        lost.push_back(incompleteRecord(framer, "of the data"));
+    if (zstdFramer && !zstdFramer->isGarbled() && !zstdSource->hasFailed())
+        lost.push_back(incompleteRecord(*zstdFramer, "in the compressed data"));
+    const std::string cut = joined({joined(lost), setup->getMissingSections()});
+    if (!cut.empty())
+        readerLogger()->warnf("Recording cut short: %s. Every whole record before the cut was read.", cut.c_str());
     std::map<std::string, unsigned long long> all = skipped;
     for (const auto& kind : setup->getSkipped())
         all[kind.first] += kind.second;
     for (const auto& kind : all)
         readerLogger()->warnf("%llu %s were skipped.", kind.second, kind.first.c_str());
+
+    // What of that cost samples, for the user.
+    if (framer.isGarbled())
+        lost.push_back("a record header states a size below 8 bytes after byte " +
+                       std::to_string(setup->getHeader().data.offset + framer.getConsumed()) +
+                       " of the file: no record after it could be read");
+    if (zstdSource && zstdSource->hasFailed())
+        lost.push_back("compressed records could not be decompressed (" + zstdSource->getError() +
+                       "): the records after them were lost");
+    else if (zstdFramer && zstdFramer->isGarbled())
+        lost.push_back("the compressed records are garbled: the records after them were lost");
+    for (const auto& kind : skipped)
+        if (kind.first.compare(0, 18, "compressed records") == 0)
+            lost.push_back(std::to_string(kind.second) + " " + kind.first + " were skipped");
+    problems.damage = joined(lost);
+}
+
+void PerfRecordFileReader::_collectProblems() {
+    if (!store)
+        return;
+    problems.unknownAttributeSamples = store->getUnknownAttributeCount();
+    const std::vector<unsigned long long> counts = store->getUndecodableSampleCounts();
+    // With one set of decoders for all attributes, the attribute of an undecodable sample is known only when
+    // there is just one.
+    const bool perAttribute = counts.size() > 1 || getAttributes().size() == 1;
+    for (std::size_t i = 0; i < counts.size(); ++i)
+        if (counts[i] > 0)
+            problems.undecodableSamples[perAttribute ? static_cast<int>(i) : -1] += counts[i];
 }
 
 std::ostream& operator<<(std::ostream& out, const PerfRecordFileReader& reader) {

@@ -65,8 +65,9 @@ public:
 
     /// How far the walk is: bytes of the data section consumed so far, and its size (0 when unknown, as in a
     /// pipe). Cheap enough to be asked after every record, from the thread that called parseEvents while it runs.
-    unsigned long long getDataConsumed() const { return dataConsumed.load(std::memory_order_relaxed); }
-    unsigned long long getDataTotal() const { return setup->getDataLimit(); }
+    unsigned long long getDataConsumed() const override { return dataConsumed.load(std::memory_order_relaxed); }
+    unsigned long long getDataTotal() const override { return setup->getDataLimit(); }
+    PerfReadProblems getReadProblems() const override { return problems; }
 
 private:
     void _open(bool decode);
@@ -76,6 +77,7 @@ private:
     void _deliver(const unsigned char* record, unsigned int size);
     void _logError(const std::string& message);
     void _reportEnd();
+    void _collectProblems();
     void onOrderedRecord(const unsigned char* record, unsigned int size, unsigned int block) override;
     void deliverRecord(const unsigned char* record, unsigned int size) override { _deliver(record, size); }
     void rebuildDecoders() override;
@@ -96,6 +98,7 @@ private:
     std::unique_ptr<PerfEventData> rawRecord;
     bool attributesChanged;
     std::map<std::string, unsigned long long> skipped;
+    PerfReadProblems problems;
 
     friend std::ostream& operator<<(std::ostream& out, const PerfRecordFileReader& reader);
 };

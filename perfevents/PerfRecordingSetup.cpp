@@ -187,7 +187,8 @@ void PerfRecordingSetup::_checkSections() {
     if (header.data.size == 0) {
         dataLimit = present;
         if (present > 0)
-            missingSections = "the data size (perf did not finish the file; records are read up to its end)";
+            missingSections = "the header states no data size (perf did not finish the file; records are read up to "
+                              "its end)";
     } else if (header.data.size > present) {
         dataLimit = present;
         dataMissing = header.data.size - present;
@@ -251,7 +252,8 @@ void PerfRecordingSetup::_readTraceEventTypes() {
     const unsigned long long size = static_cast<unsigned long long>(fileSize);
     if (header.eventTypes.offset > size || header.eventTypes.size > size - header.eventTypes.offset) {
         // A cut file: the event types are not needed to convert, the event database names the trace points.
-        missingSections += std::string(missingSections.empty() ? "" : ", ") + "the trace point event types";
+        missingSections +=
+            std::string(missingSections.empty() ? "" : "; ") + "the trace point event types section is missing";
         return;
     }
     input.seekg(static_cast<std::streamoff>(header.eventTypes.offset), std::ios::beg);

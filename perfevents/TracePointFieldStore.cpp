@@ -166,6 +166,47 @@ TracePointField* TracePointFieldStore::createTracePointField(const char* eventNa
     return reader;
 }
 
+bool TracePointFieldStore::describeField(const char* eventName, const char* fieldName,
+                                         FieldDescription& description) const {
+    if (fieldName == nullptr) {
+        return false;
+    }
+    kestrel::JSOM field = _fieldNode(eventName, fieldName);
+    if (!field.isObject()) {
+        return false;
+    }
+    description.type = _member(field, "type").stringValue(kestrel::JSOM::EMPTY_STRING);
+    description.ancillary = startsWith(description.type.c_str(), ANCILLARY_PREFIX);
+    description.cast = _member(field, "cast").stringValue(kestrel::JSOM::EMPTY_STRING);
+    description.offset = static_cast<uint32_t>(_member(field, "offset").longValue(0));
+    description.size = static_cast<uint32_t>(_member(field, "size").longValue(0));
+    return true;
+}
+
+std::string TracePointFieldStore::whyNotNumeric(const char* eventName, const char* fieldName) const {
+    const std::string event = eventName != nullptr ? eventName : "";
+    const std::string name = fieldName != nullptr ? fieldName : "";
+    if (getEventID(event.c_str()) == -1 && !startsWith(name.c_str(), COMMON_PREFIX)) {
+        return "the event database has no trace point " + event;
+    }
+    FieldDescription field;
+    if (!describeField(event.c_str(), name.c_str(), field)) {
+        return event + " has no field \"" + name + "\" in the event database";
+    }
+    std::unique_ptr<TracePointField> reader(createTracePointField(event.c_str(), name.c_str(), BASETYPE_NUMERIC));
+    if (reader) {
+        return std::string();
+    }
+    const std::string what = "field \"" + name + "\" of " + event + " (" + field.type + ")";
+    if (field.cast.empty()) {
+        return what + " has no reader: arrays and variable-length fields cannot be read as numbers";
+    }
+    if (getFieldTypeInfo(field.cast.c_str()) != nullptr) {
+        return what + " is read as " + field.cast + ", not as a number";
+    }
+    return what + " has the unknown reader type \"" + field.cast + "\"";
+}
+
 NumericTracePointField* TracePointFieldStore::createNumericField(const char* eventName, const char* fieldName) const {
     // The base type check guarantees the reader's class.
     return static_cast<NumericTracePointField*>(createTracePointField(eventName, fieldName, BASETYPE_NUMERIC));

@@ -53,6 +53,19 @@ public:
     static TracePointField* createTracePointField(const char* typeName, BaseType baseType);
     static TracePointField* createTracePointField(const char* typeName);
 
+    /** A field as the database describes it. */
+    struct FieldDescription {
+        std::string type; ///< the declared C type, or the ancillary type
+        std::string cast; ///< the reader type; empty when no reader can read the field
+        uint32_t offset = 0;
+        uint32_t size = 0;
+        bool ancillary = false; ///< taken from the sample's ancillary values, not from its raw data
+    };
+    /** Fills in the description of a field; false when the database has no such field. */
+    bool describeField(const char* eventName, const char* fieldName, FieldDescription& description) const;
+    /** Why no numeric reader can be created for a field, in words for the user; empty when one can. */
+    std::string whyNotNumeric(const char* eventName, const char* fieldName) const;
+
     /** A new reader for a field of a trace point in the database, or null when there is none of that base type. */
     TracePointField* createTracePointField(const char* eventName, const char* fieldName, BaseType baseType) const;
     NumericTracePointField* createNumericField(const char* eventName, const char* fieldName) const;

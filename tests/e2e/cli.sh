@@ -18,18 +18,23 @@ expect() {
     [ "$(cat err.txt)" = "$err" ] || fail "plotwright $*: stderr was [$(cat err.txt)], expected [$err]"
 }
 
-# expect_log <message> -- args...: status 1, the message logged by "main" at ERROR, nothing on stderr.
+# expect_log <message> -- args...: status 1, the message logged by "main" at ERROR, nothing else. Without an
+# output file the document would go to standard output, so the log goes to standard error; with -o it stays on
+# standard output.
 expect_log() {
     local message=$1
     shift 2
     "$bin" "$@" >out.txt 2>err.txt
     local got=$?
+    local log=err.txt other=out.txt
+    case " $* " in *" -o "*) log=out.txt other=err.txt ;; esac
     [ "$got" = 1 ] || fail "plotwright $* exited with $got, expected 1"
-    grep -qxE "[A-Z][a-z]{2} [0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} \[main\]: ERROR $(printf '%s' "$message" | sed 's/[][\.*^$()+?{}|]/\\&/g')" out.txt ||
-        fail "plotwright $*: expected the log line [$message], got [$(cat out.txt)]"
-    [ "$(wc -l <out.txt)" = 1 ] || fail "plotwright $*: expected one log line, got [$(cat out.txt)]"
     # The JSON loader reports a file it cannot read on standard error by itself.
-    [ -z "$(grep -v '^JSOM::fromFile(): ' err.txt)" ] || fail "plotwright $*: unexpected stderr [$(cat err.txt)]"
+    grep -v '^JSOM::fromFile(): ' $log >log.txt
+    grep -qxE "[A-Z][a-z]{2} [0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} \[main\]: ERROR $(printf '%s' "$message" | sed 's/[][\.*^$()+?{}|]/\\&/g')" log.txt ||
+        fail "plotwright $*: expected the log line [$message], got [$(cat log.txt)]"
+    [ "$(wc -l <log.txt)" = 1 ] || fail "plotwright $*: expected one log line, got [$(cat log.txt)]"
+    [ -z "$(grep -v '^JSOM::fromFile(): ' $other)" ] || fail "plotwright $*: unexpected output [$(cat $other)]"
 }
 
 # Help: the first line carries the build date ("Mmm dd yyyy", day padded with a space) and time.
@@ -50,8 +55,21 @@ help_rest=' USAGE plotwright [options]
    clockStartTime(-s) = the clock time to start collection.
 
    dataStartTime = the time to start collection, adjusted for input time stamps.
-                 = (clockStartTime(-s) - offset(-B)) / skew(-A) + base(-C)'
-for args in "-h" "-a -s 5 -h" "-h -q" "-h -c missing.conf"; do
+                 = (clockStartTime(-s) - offset(-B)) / skew(-A) + base(-C)
+ LONG OPTIONS
+       --help              the same as -h
+       --config file       the same as -c
+       --start time        the same as -s
+       --duration duration the same as -d
+       --input file        the same as -i
+       --channels file     the same as -l
+       --output file       the same as -o
+       --append            the same as -a
+       --skew number       the same as -A
+       --offset number     the same as -B
+       --base number       the same as -C
+       --strict            exit with status 2 when the conversion had problems (listed on stderr)'
+for args in "-h" "-a -s 5 -h" "-h -q" "-h -c missing.conf" "--help" "--strict --start 5 --help"; do
     # shellcheck disable=SC2086
     "$bin" $args >out.txt 2>err.txt
     status=$?
@@ -71,6 +89,12 @@ expect 1 "" "Unknown option \`-x'." -- -x
 expect 1 "" "Unknown option \`-x'." -- -x -h
 expect 1 "" "Unknown option character \`1'." -- $'-\x01'
 expect 1 "" "Unknown option character \`ff'." -- $'-\xff'
+# The long options: each short one's, with the same errors in their own words.
+for name in config start duration input channels output skew offset base; do
+    expect 1 "" "Option --$name requires an argument." -- --"$name"
+done
+expect 1 "" "Unknown option \`--frobnicate'." -- --frobnicate=3 -h
+expect 1 "" "Option --strict takes no argument." -- --strict=yes
 
 # Start-up failures, in the order the driver meets them.
 expect 1 "" "JSOM::fromFile(): could not open file 'nowhere.conf'
@@ -86,8 +110,8 @@ echo '{"eventDatabase": 5}' >numberdb.conf
 expect_log "Could not load event database path from configuration file numberdb.conf, aborting..." -- -c numberdb.conf
 echo '{"eventDatabase": "missing-events.json"}' >baddb.conf
 "$bin" -c baddb.conf >out.txt 2>err.txt
-[ $? = 1 ] && grep -q '\[main\]: ERROR Could not load event database missing-events.json, aborting\.\.$' out.txt ||
-    fail "a missing event database is not reported: [$(cat out.txt)]"
+[ $? = 1 ] && grep -q '\[main\]: ERROR Could not load event database missing-events.json, aborting\.\.$' err.txt ||
+    fail "a missing event database is not reported: [$(cat err.txt)]"
 
 cat >run.conf <<CONF
 {"eventDatabase": "$data/events.json"}

@@ -183,6 +183,6 @@ TEST(PerfRecordFileReaderTest, WalkDeliversRecordsAndStopsOnDamage) {
     log = walk(truncated, cut);
     EXPECT_EQ(1u, cut.comms.size());
     EXPECT_EQ(1, cut.closes);
-    EXPECT_NE(std::string::npos, log.find("WARN Recording cut short: missing the rest of a record at the end of "
-                                          "the data (16 of its 400 bytes are there)."));
+    EXPECT_NE(std::string::npos, log.find("WARN Recording cut short: the last record of the data is incomplete (16 of "
+                                          "its 400 bytes are there). Every whole record before the cut was read."));
 }

@@ -231,7 +231,7 @@ TEST(PerfRecordFramingTest, CompressedPiecesMayEndAnywhereInARecord) {
     Bytes early = perfdatawriter::compressRecords(Bytes(records.begin(), records.begin() + cutAt), {});
     Collector partial;
     const std::string partialLog = walkBytes(compressed(early), partial);
-    EXPECT_EQ(1u, count(partialLog, "WARN Recording cut short: missing the rest of a record in the compressed data"));
+    EXPECT_EQ(1u, count(partialLog, "WARN Recording cut short: the last record in the compressed data is incomplete"));
     EXPECT_EQ(expected.comms.size() - 1, partial.comms.size());
     EXPECT_EQ(expected.samples.size(), partial.samples.size());
 
@@ -311,8 +311,8 @@ TEST(PerfRecordFramingTest, AuxtracePayloadsAreSkippedNeverRead) {
     const std::string log = walkBytes(Bytes(file.begin(), file.begin() + cut), cutShort);
     EXPECT_EQ(2u, cutShort.samples.size());
     EXPECT_EQ(1u, cutShort.comms.size());
-    EXPECT_EQ(1u, count(log, "WARN Recording cut short: missing 200000 bytes of the data section; the rest of "
-                             "the payload of a record at the end of the data (199880 bytes)."));
+    EXPECT_EQ(1u, count(log, "WARN Recording cut short: the last 200000 bytes of the data section are missing; the "
+                             "payload after the last record of the data is incomplete (199880 bytes are missing)."));
     EXPECT_EQ(0u, count(log, "ERROR"));
 }
 
@@ -345,7 +345,7 @@ TEST(PerfRecordFramingTest, UnfinishedAndCutRecordingsKeepEveryWholeRecord) {
             EXPECT_EQ(prefixes[whole], digest(collector));
             // A file of stated size that is whole, and an unfinished one without data, lack nothing.
             const bool lacking = sizeZero ? length > dataOffset : length < full.size();
-            EXPECT_EQ(lacking ? 1u : 0u, count(log, "WARN Recording cut short: missing "));
+            EXPECT_EQ(lacking ? 1u : 0u, count(log, "WARN Recording cut short: "));
             EXPECT_EQ(0u, count(log, "ERROR"));
         }
     }
@@ -355,7 +355,7 @@ TEST(PerfRecordFramingTest, UnfinishedAndCutRecordingsKeepEveryWholeRecord) {
     Collector collector;
     const std::string log = walkBytes(writer.build(), collector);
     EXPECT_EQ(prefixes.back(), digest(collector));
-    EXPECT_NE(std::string::npos, log.find("WARN Recording cut short: missing the trace point event types."));
+    EXPECT_NE(std::string::npos, log.find("WARN Recording cut short: the trace point event types section is missing. Every"));
 
     // Cuts before the data: refused or read, never a crash.
     {
