@@ -16,6 +16,7 @@ LogLevel* Logger::defaultLogLevel = nullptr;
 LogLevel* Logger::masterLogLevel = nullptr;
 bool Logger::bufferingEnabled = true;
 LogAdapter* Logger::logAdapter = nullptr;
+std::FILE* Logger::standardStream = nullptr;
 
 namespace {
 
@@ -115,7 +116,7 @@ void Logger::flushAll() {
     if (logAdapter != nullptr) {
         logAdapter->flush();
     } else {
-        fflush(stdout);
+        fflush(standardStream != nullptr ? standardStream : stdout);
     }
 }
 
@@ -125,6 +126,10 @@ LogAdapter* Logger::getLogAdapter() {
 
 void Logger::setLogAdapter(LogAdapter* adapter) {
     logAdapter = adapter;
+}
+
+void Logger::setStandardStream(std::FILE* stream) {
+    standardStream = stream;
 }
 
 void Logger::visitLoggers(LoggerVisitor& visitor) {
@@ -163,9 +168,10 @@ void Logger::log(const LogLevel& lineLevel, const char* message) {
         logAdapter->log(lineLevel, name, message, bufferingEnabled);
         return;
     }
-    writeLine(stdout, name, lineLevel, message);
+    std::FILE* out = standardStream != nullptr ? standardStream : stdout;
+    writeLine(out, name, lineLevel, message);
     if (!bufferingEnabled) {
-        fflush(stdout);
+        fflush(out);
     }
 }
 

@@ -47,9 +47,12 @@ public:
     static bool isBufferingEnabled();
     static void flushAll();
 
-    // Where lines go; null means standard output. The adapter is not owned: replacing it does not free it.
+    // Where lines go; null means the standard stream below. The adapter is not owned: replacing it does not free it.
     static LogAdapter* getLogAdapter();
     static void setLogAdapter(LogAdapter* adapter);
+    // The stream lines go to without an adapter: standard output unless set (standard error when the program's
+    // own output is on standard output).
+    static void setStandardStream(std::FILE* stream);
 
     static void visitLoggers(LoggerVisitor& visitor);
 
@@ -101,6 +104,7 @@ private:
     static LogLevel* masterLogLevel;
     static bool bufferingEnabled;
     static LogAdapter* logAdapter;
+    static std::FILE* standardStream;
 };
 
 } // namespace kestrel
