@@ -8,7 +8,7 @@
 # FUZZ_JOBS=2 runs two targets at a time (the default is one); FUZZ_BUILD names another build folder.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-tools/install-deps.sh
+tools/install-deps.sh --tests
 seconds=${1:-60}
 shift || true
 jobs=${FUZZ_JOBS:-1}

@@ -4,7 +4,7 @@
 # with a clock skew and offset that make every printed time the result of a multiply and an add.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-tools/install-deps.sh
+tools/install-deps.sh --tests
 jobs=$(nproc)
 build=build/aarch64
 qemu=(qemu-aarch64 -L /usr/aarch64-linux-gnu)

@@ -3,6 +3,7 @@
 // sample must come out as perf script decodes it: its time to the nanosecond, cpu, pid, tid and a plotted field.
 
 #include "kestrel/JSOM.h"
+#include "tests/app/PlotComparison.h"
 #include "tests/perfevents/PerfTestFiles.h"
 
 #include <gtest/gtest.h>
@@ -22,6 +23,8 @@
 #include <vector>
 
 namespace {
+
+using namespace plottest;
 
 const std::string RECORDINGS = std::string(PLOTWRIGHT_TEST_DATA) + "/recordings/perf6/";
 const std::string SWITCH = "sched:sched_switch", WAKEUP = "sched:sched_wakeup";
@@ -57,17 +60,6 @@ const std::vector<Case> CASES = {
 
 // Where plain.data is cut for the cut-short case: inside a sample record, half of the samples before it.
 const std::size_t CUT_AT = 47524;
-
-using Point = std::tuple<int64_t, int64_t>; // absolute time in ns, value
-// (trace point, field) -> thread id -> points
-using Plots = std::map<std::pair<std::string, std::string>, std::map<int64_t, std::vector<Point>>>;
-
-// In a cross build the programs run through the build's emulator (PLOTWRIGHT_EMULATOR, empty otherwise).
-const std::string PROGRAM_PREFIX = std::string(PLOTWRIGHT_EMULATOR) + " ";
-
-std::string run(const std::string& command) {
-    return std::system(command.c_str()) == 0 ? "" : "failed: " + command;
-}
 
 class RecordingConversionTest : public testing::Test {
 protected:
@@ -154,42 +146,6 @@ Plots expectedPlots(const std::vector<perftest::ScriptLine>& lines, const std::v
         plots[{line.event, field}][tid].emplace_back(time, line.fields.at(field));
     }
     return plots;
-}
-
-// Compares two plots of one channel: each thread's points in time order. Returns nothing when they agree, else the
-// counts and the first difference of the first threads that differ.
-std::string comparePlots(const std::map<int64_t, std::vector<Point>>& expected,
-                         const std::map<int64_t, std::vector<Point>>& actual) {
-    std::size_t want = 0, got = 0, threads = 0;
-    std::ostringstream text;
-    std::set<int64_t> tids;
-    for (const auto& thread : expected)
-        tids.insert(thread.first);
-    for (const auto& thread : actual)
-        tids.insert(thread.first);
-    for (int64_t tid : tids) {
-        std::vector<Point> perf, converted;
-        if (expected.count(tid))
-            perf = expected.at(tid);
-        if (actual.count(tid))
-            converted = actual.at(tid);
-        want += perf.size();
-        got += converted.size();
-        std::sort(perf.begin(), perf.end());
-        std::sort(converted.begin(), converted.end());
-        if (perf == converted || ++threads > 2)
-            continue;
-        const auto differ = std::mismatch(perf.begin(), perf.end(), converted.begin(), converted.end());
-        text << "\n  tid " << tid << ": " << perf.size() << " samples, " << converted.size() << " converted";
-        if (differ.first != perf.end())
-            text << "; perf has " << std::get<0>(*differ.first) << " ns value " << std::get<1>(*differ.first);
-        if (differ.second != converted.end())
-            text << "; converted " << std::get<0>(*differ.second) << " ns value " << std::get<1>(*differ.second);
-    }
-    if (threads == 0)
-        return "";
-    return std::to_string(want) + " samples, " + std::to_string(got) + " converted, " + std::to_string(threads) +
-           " threads differ" + text.str();
 }
 
 // The WARN messages of a log, without the time and the object addresses.

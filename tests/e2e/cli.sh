@@ -68,7 +68,10 @@ help_rest=' USAGE plotwright [options]
        --skew number       the same as -A
        --offset number     the same as -B
        --base number       the same as -C
-       --strict            exit with status 2 when the conversion had problems (listed on stderr)'
+       --strict            exit with status 2 when the conversion had problems (listed on stderr)
+       --plot spec         a channel written on the command line (repeatable), such as
+                           '\''state sched:sched_switch.next_pid per common_cpu'\''
+       --print-channels    write the channel file of the plots given and stop'
 for args in "-h" "-a -s 5 -h" "-h -q" "-h -c missing.conf" "--help" "--strict --start 5 --help"; do
     # shellcheck disable=SC2086
     "$bin" $args >out.txt 2>err.txt
@@ -104,8 +107,9 @@ printf '{"eventDatabase": ' >broken.conf
 [ $? = 1 ] && grep -qx "Could not load configuration file broken.conf" err.txt ||
     fail "a malformed configuration is not reported: [$(cat err.txt)]"
 
+# Without "eventDatabase" the database is made from the recording, which is read first.
 echo '{"inputPerfFile": "x.data"}' >nodb.conf
-expect_log "Could not load event database path from configuration file nodb.conf, aborting..." -- -c nodb.conf
+expect_log "Cannot open x.data for reading, aborting.." -- -c nodb.conf
 echo '{"eventDatabase": 5}' >numberdb.conf
 expect_log "Could not load event database path from configuration file numberdb.conf, aborting..." -- -c numberdb.conf
 echo '{"eventDatabase": "missing-events.json"}' >baddb.conf

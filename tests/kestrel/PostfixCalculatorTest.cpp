@@ -1,4 +1,5 @@
 #include "kestrel/PostfixCalculator.h"
+#include "kestrel/InfixCompiler.h"
 
 #include <gtest/gtest.h>
 
@@ -124,4 +125,41 @@ TEST(PostfixCalculator, TokenForms) {
     EXPECT_EQ(calc.variableCount, 0);
     EXPECT_EQ(calc.eval(result, {}), 0);
     EXPECT_EQ(result, 5);
+}
+
+// Expressions written the usual way round compile to formulas that compute what they mean: precedence, the
+// direction of chains, unary operators, functions and names in backquotes.
+TEST(InfixCompilerTest, CompiledFormulasComputeWhatTheExpressionsMean) {
+    const std::vector<std::pair<std::string, double>> cases = {
+        {"1 + 2 * 3", 7},
+        {"(1 + 2) * 3", 9},
+        {"10 - 4 - 3", 3},
+        {"2 ^ 3 ^ 2", 512},
+        {"-2 ^ 2", -4},
+        {"2 ^ -1", 0.5},
+        {"- (1 + 2)", -3},
+        {"!0 && 1", 1},
+        {"1 || 0 && 0", 1},
+        {"1 < 2 == 2 > 1", 1},
+        {"8 / 2 / 2", 2},
+        {"min(3, max(1, 2))", 2},
+        {"abs(-2.5) + round(2.5)", 5.5},
+        {"ceil(0.2) - floor(-0.2)", 2},
+        {"0x10 + .5e1", 21},
+        {"a * b - `as`", 5},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.first);
+        std::vector<std::string> postfix, variables;
+        ASSERT_EQ("", kestrel::InfixCompiler::compile(c.first, postfix, variables));
+        kestrel::PostfixCalculator<double, 32> calculator;
+        ASSERT_EQ(kestrel::PostfixErrors::OK, calculator.assign(postfix));
+        // Variables are numbered in the order they first appear: a = 2, b = 4, as = 3.
+        std::vector<double> values;
+        for (const std::string& name : variables)
+            values.push_back(name == "a" ? 2 : name == "b" ? 4 : 3);
+        double result = 0;
+        ASSERT_EQ(kestrel::PostfixErrors::OK, calculator.eval(result, values));
+        EXPECT_DOUBLE_EQ(c.second, result);
+    }
 }

@@ -1,0 +1,200 @@
+#include "app/PlotSpec.h"
+
+#include "kestrel/InfixCompiler.h"
+#include "kestrel/JSOM.h"
+#include "perfevents/TracePointFieldStore.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <map>
+
+namespace {
+
+const char* const KEYWORDS[] = {"per", "where", "end", "as", "group"};
+
+bool isKeyword(const std::string& text) {
+    for (const char* keyword : KEYWORDS) {
+        if (text == keyword) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// A field name as written: `name` in backquotes stands for name.
+std::string fieldName(const std::string& text) {
+    if (text.size() >= 2 && text.front() == '`' && text.back() == '`') {
+        return text.substr(1, text.size() - 2);
+    }
+    return text;
+}
+
+} // namespace
+
+std::string PlotSpec::_split(const std::string& spec, std::vector<Word>& words) {
+    std::size_t at = 0;
+    while (at < spec.size()) {
+        if (std::isspace(static_cast<unsigned char>(spec[at]))) {
+            ++at;
+            continue;
+        }
+        Word word{std::string(), at, at, spec[at] == '"'};
+        if (word.quoted) {
+            for (++at; at < spec.size() && spec[at] != '"'; ++at) {
+                if (spec[at] == '\\' && at + 1 < spec.size()) {
+                    ++at;
+                }
+                word.text += spec[at];
+            }
+            if (at == spec.size()) {
+                return "a text in double quotes is not closed: " + spec.substr(word.start);
+            }
+            ++at;
+        } else {
+            while (at < spec.size() && !std::isspace(static_cast<unsigned char>(spec[at]))) {
+                word.text += spec[at++];
+            }
+        }
+        word.end = at;
+        words.push_back(word);
+    }
+    return std::string();
+}
+
+std::string PlotSpec::toChannel(const std::string& spec, int number, const perfevents::TracePointFieldStore& fields,
+                                kestrel::JSOM& channel) {
+    std::vector<Word> words;
+    std::string problem = _split(spec, words);
+    if (!problem.empty()) {
+        return problem;
+    }
+    std::size_t i = 0;
+    std::string kind = "number";
+    if (i < words.size() && !words[i].quoted && (words[i].text == "number" || words[i].text == "state")) {
+        kind = words[i++].text;
+    }
+    if (i == words.size()) {
+        return "no EVENT.FIELD to plot (such as sched:sched_switch.next_pid)";
+    }
+    const std::string& target = words[i].text;
+    const std::size_t dot = target.rfind('.');
+    if (words[i].quoted || dot == std::string::npos || dot == 0 || dot + 1 == target.size()) {
+        return "expected EVENT.FIELD (such as sched:sched_switch.next_pid), found \"" + target + "\"";
+    }
+    const std::string event = target.substr(0, dot);
+    const std::string field = fieldName(target.substr(dot + 1));
+    ++i;
+
+    // The clauses, each at most once, in any order; a condition runs up to the next keyword.
+    std::map<std::string, std::string> clauses;
+    while (i < words.size()) {
+        const Word& keyword = words[i];
+        if (keyword.quoted || !isKeyword(keyword.text)) {
+            return "unexpected \"" + keyword.text + "\" (expected per, where, end, as or group)";
+        }
+        if (clauses.count(keyword.text) != 0) {
+            return "\"" + keyword.text + "\" is given twice";
+        }
+        std::size_t last = ++i;
+        while (last < words.size() && (words[last].quoted || !isKeyword(words[last].text))) {
+            ++last;
+        }
+        if (last == i) {
+            return "\"" + keyword.text + "\" needs " +
+                   (keyword.text == "where" ? "a condition"
+                    : keyword.text == "as"  ? "a label"
+                    : keyword.text == "end" ? "a state value"
+                                            : std::string("a ") + (keyword.text == "per" ? "field" : "group name"));
+        }
+        if (keyword.text == "where") {
+            clauses["where"] = spec.substr(words[i].start, words[last - 1].end - words[i].start);
+        } else if (last > i + 1) {
+            return "\"" + keyword.text + "\" takes one word or a text in double quotes, found \"" + words[i + 1].text +
+                   "\" after \"" + words[i].text + "\"";
+        } else {
+            clauses[keyword.text] = keyword.text == "per" ? fieldName(words[i].text) : words[i].text;
+        }
+        i = last;
+    }
+
+    // Everything checked against the event database.
+    if (fields.getEventID(event.c_str()) == -1) {
+        return "unknown trace point \"" + event + "\"";
+    }
+    auto checkField = [&](const std::string& name, const char* role) {
+        const std::string why = fields.whyNotNumeric(event.c_str(), name.c_str());
+        return why.empty() ? why : std::string(role) + " \"" + name + "\": " + why;
+    };
+    problem = checkField(field, "field");
+    if (problem.empty() && clauses.count("per") != 0) {
+        problem = checkField(clauses["per"], "per");
+    }
+    if (!problem.empty()) {
+        return problem;
+    }
+    std::vector<std::string> postfix, variables;
+    if (clauses.count("where") != 0) {
+        problem = kestrel::InfixCompiler::compile(clauses["where"], postfix, variables);
+        if (!problem.empty()) {
+            return "where " + clauses["where"] + ": " + problem;
+        }
+        for (const std::string& variable : variables) {
+            problem = checkField(variable, "where: field");
+            if (!problem.empty()) {
+                return problem;
+            }
+        }
+    }
+    long long endState = 0;
+    if (clauses.count("end") != 0) {
+        if (kind != "state") {
+            return "\"end\" applies to state plots only (write \"state " + target + " ...\")";
+        }
+        const std::string& text = clauses["end"];
+        char* stop = nullptr;
+        errno = 0;
+        endState = std::strtoll(text.c_str(), &stop, 0);
+        if (text.empty() || *stop != '\0' || errno != 0) {
+            return "\"end\" needs a whole number, found \"" + text + "\"";
+        }
+    }
+
+    channel["id"].setString("plot" + std::to_string(number));
+    channel["name"].setString(clauses.count("as") != 0 ? clauses["as"] : target);
+    kestrel::JSOM detail = channel["detail"];
+    detail["type"].setString("varnel2");
+    detail["algorithm"].setString(kind == "state" ? "stateplot" : "numberplot");
+    detail["events"][0].setString(event);
+    if (clauses.count("per") != 0) {
+        detail["pivotField"].setString(clauses["per"]);
+        if (clauses.count("as") != 0) {
+            detail["pivotPrefix"].setString(clauses["as"]);
+        }
+    }
+    if (clauses.count("group") != 0) {
+        detail["group"].setString(clauses["group"]);
+    }
+    if (kind == "state") {
+        if (clauses.count("end") != 0) {
+            detail["endState"].setLong(endState);
+        }
+        detail["eventConfigs"][0]["eventIndex"].setLong(0);
+        detail["eventConfigs"][0]["stateField"].setString(field);
+    } else {
+        detail["valueField"].setString(field);
+    }
+    // The filter belongs to the state plot's configuration, or to the number plot's "detail".
+    const kestrel::JSOM filtered(kind == "state" ? detail["eventConfigs"][0] : detail);
+    if (!postfix.empty()) {
+        std::string formula;
+        for (const std::string& token : postfix) {
+            formula += (formula.empty() ? "" : " ") + token;
+        }
+        filtered["filterFormula"].setString(formula);
+        for (std::size_t k = 0; k < variables.size(); ++k) {
+            filtered["filterFields"][static_cast<int>(k)].setString(variables[k]);
+        }
+    }
+    return std::string();
+}
