@@ -361,11 +361,11 @@ void PlotDataReader::_data(PlotSeries& series, const std::string& where, bool ty
                 ++element;
                 JsonInput::Kind kind = in.kind();
                 if (stopped || kind != JsonInput::KIND_NUMBER || element > needed) {
+                    in.readValue(nullptr); // a syntax error goes first
                     if (!stopped && element <= needed && kind != JsonInput::KIND_NUMBER) {
                         stopped = true;
                         record(point, element, kind, numbers);
                     }
-                    in.readValue(nullptr);
                     continue;
                 }
                 in.readNumber(token);
