@@ -376,6 +376,7 @@
   const sources = Array.isArray(manifest.sources) ? manifest.sources.filter((x) => typeof x === 'string') : [];
   const series = [];
   const lanes = [];
+  let laneCount = 0;
   const STATE_LAYOUTS = {
     'state': { key: 0, mag: 0 },
     'state-key': { key: 2, mag: 0 },
@@ -429,7 +430,7 @@
     if (hasKeys) s.lanes.push({ kind: 'heading', series: s });
     for (const l of obj.lanes) {
       const lane = {
-        id: lanes.length, kind: s.kind, series: s, doc: doc, n: l.n, tickSec: l.tick * 1e-9, first: l.first, last: l.last,
+        id: laneCount++, kind: s.kind, series: s, doc: doc, n: l.n, tickSec: l.tick * 1e-9, first: l.first, last: l.last,
         blocks: [], levels: [], width: l.width || 0, totals: l.totals || [], low: l.low, high: l.high, min: l.min, max: l.max,
         tail: l.tail, key: hasKeys ? l.key : null, keyLabel: null, shift: 0, endTick: 0,
       };
@@ -550,11 +551,11 @@
         range.append(make('span', 'max', has ? lane.max : ''), make('span', 'min', has ? lane.min : ''));
         range.title = 'maximum and minimum';
         label.append(name);
-        if (s.what) name.append(make('span', 'what', s.what));
+        if (s.what) name.append(' ', make('span', 'what', s.what));
         label.append(range);
       } else {
         label.append(name);
-        if (!sub && s.what) label.append(make('span', 'what', s.what));
+        if (!sub && s.what) label.append(' ', make('span', 'what', s.what));
       }
       if (sub) node.dataset.key = lane.keyText;
       label.addEventListener('mouseenter', (e) => showLabelTip(e, lane));
@@ -1187,6 +1188,8 @@
     el('stats-body').replaceChildren(table);
     statsBox.hidden = false;
     statsBox.dataset.ready = pending ? 'no' : 'yes';
+    statsBox.dataset.start = String(a);
+    statsBox.dataset.end = String(b);
     placeSelection();
   }
   function placeSelection() {
