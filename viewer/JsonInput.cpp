@@ -8,8 +8,6 @@ namespace viewer {
 
 namespace {
 
-const std::size_t BUFFER_SIZE = 1 << 20;
-
 bool isDigit(int c) { return c >= '0' && c <= '9'; }
 
 void appendUtf8(std::string& out, unsigned code) {
@@ -44,8 +42,8 @@ std::string shown(int c) {
 
 } // namespace
 
-JsonInput::JsonInput(std::istream& in, std::string source)
-    : place(source + ": "), source(std::move(source)), in(in), buffer(BUFFER_SIZE) {
+JsonInput::JsonInput(std::istream& in, std::string source, std::size_t bufferSize)
+    : place(source + ": "), source(std::move(source)), in(in), buffer(std::max<std::size_t>(1, bufferSize)) {
     p = end = buffer.data();
 }
 

@@ -21,7 +21,8 @@ public:
     /// What a value starts with, as JSON names it.
     enum Kind { KIND_END, KIND_OBJECT, KIND_ARRAY, KIND_STRING, KIND_NUMBER, KIND_BOOLEAN, KIND_NULL, KIND_OTHER };
 
-    JsonInput(std::istream& in, std::string source);
+    /// Reads `in` in pieces of `bufferSize` bytes.
+    JsonInput(std::istream& in, std::string source, std::size_t bufferSize = 1 << 20);
 
     /// The next character after white space, not consumed; -1 at the end of the input.
     int peekSignificant();

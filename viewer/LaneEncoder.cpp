@@ -144,7 +144,7 @@ void LaneEncoder::_stateLevels(const PlotLane& lane, long long endState, std::si
                 std::uint32_t v = touched[k];
                 putVarint(level.bytes, v);
                 double share = std::ceil(static_cast<double>(time[v]) * 255.0 / static_cast<double>(width));
-                level.bytes += static_cast<char>(std::max(1.0, std::min(255.0, share)));
+                level.bytes += static_cast<char>(static_cast<unsigned char>(std::max(1.0, std::min(255.0, share))));
             }
             for (std::uint32_t v : touched) {
                 time[v] = -1;

@@ -115,11 +115,11 @@ void PlotDataReader::readFile(const std::string& path, PlotDataSink& sink) {
 
 void PlotDataReader::readText(const std::string& text, const std::string& source, PlotDataSink& sink) {
     std::istringstream stream(text);
-    read(stream, source, sink);
+    read(stream, source, sink, std::min<std::size_t>(text.size() + 1, 1 << 20));
 }
 
-void PlotDataReader::read(std::istream& stream, const std::string& source, PlotDataSink& sink) {
-    JsonInput input(stream, source);
+void PlotDataReader::read(std::istream& stream, const std::string& source, PlotDataSink& sink, std::size_t bufferBytes) {
+    JsonInput input(stream, source, bufferBytes);
     PlotDataReader reader(input, sink);
     int documents = 0;
     while (input.peekSignificant() >= 0) {
@@ -405,7 +405,7 @@ void PlotDataReader::_finishSeries(PlotSeries& series, const std::string& where)
     if (!series.pivot.empty()) {
         // The first member's value, exactly as written (long integers came as texts).
         std::istringstream text(series.pivot);
-        JsonInput pivot(text, "pivot");
+        JsonInput pivot(text, "pivot", series.pivot.size() + 1);
         pivot.expect('{', "'{'");
         if (pivot.peekSignificant() == '"') {
             pivot.readString(token);
@@ -487,7 +487,7 @@ void PlotDataReader::_finishSeries(PlotSeries& series, const std::string& where)
 
 void PlotDataReader::_checkDictionaries(const std::string& json, const std::string& where) {
     std::istringstream text(json);
-    JsonInput object(text, "dictionaries");
+    JsonInput object(text, "dictionaries", json.size() + 1);
     object.expect('{', "'{'");
     bool found = false;
     std::string key;

@@ -23,8 +23,9 @@ class PlotDataReader {
 public:
     /// Reads every document of the file ("-": standard input), in order.
     static void readFile(const std::string& path, PlotDataSink& sink);
-    /// Reads every document of the stream; `source` names it in messages and to the sink.
-    static void read(std::istream& in, const std::string& source, PlotDataSink& sink);
+    /// Reads every document of the stream, `bufferBytes` at a time; `source` names it in messages and to the sink.
+    static void read(std::istream& in, const std::string& source, PlotDataSink& sink,
+                     std::size_t bufferBytes = 1 << 20);
     /// The same for text in memory.
     static void readText(const std::string& text, const std::string& source, PlotDataSink& sink);
 
