@@ -231,8 +231,42 @@ void JsonInput::readString(std::string& out) {
 }
 
 void JsonInput::readNumber(std::string& out) {
-    out.clear();
     peekSignificant();
+    // Most numbers lie whole in the buffer: scanned in place, the character-wise way below is for the rest and
+    // for the errors.
+    const char* q = p;
+    if (q < end && *q == '-') {
+        ++q;
+    }
+    const char* digits = q;
+    while (q < end && isDigit(*q)) {
+        ++q;
+    }
+    bool fast = q > digits && (q - digits == 1 || *digits != '0');
+    if (fast && q < end && *q == '.') {
+        const char* fraction = ++q;
+        while (q < end && isDigit(*q)) {
+            ++q;
+        }
+        fast = q > fraction;
+    }
+    if (fast && q < end && (*q == 'e' || *q == 'E')) {
+        ++q;
+        if (q < end && (*q == '+' || *q == '-')) {
+            ++q;
+        }
+        const char* exponent = q;
+        while (q < end && isDigit(*q)) {
+            ++q;
+        }
+        fast = q > exponent;
+    }
+    if (fast && q < end && static_cast<std::size_t>(q - p) <= MAX_NUMBER) {
+        out.assign(p, q);
+        p = q;
+        return;
+    }
+    out.clear();
     auto take = [&]() {
         if (out.size() >= MAX_NUMBER) {
             syntaxError("a number of more than " + std::to_string(MAX_NUMBER) + " characters");

@@ -174,6 +174,7 @@ void PlotDataReader::_element(int index, const std::string& where) {
     bool dataSeen = false;
     JsonInput::Kind dataKind = JsonInput::KIND_END;
     BadPoint bad[5];
+    std::string typeAtData; // the type the points were read for, when it came first
     std::string object; // the members but "data", as compact JSON
     std::string member;
     std::string key;
@@ -209,6 +210,7 @@ void PlotDataReader::_element(int index, const std::string& where) {
                     place += "series \"" + printable(series.label) + "\": ";
                 }
                 _data(series, place, typeSeen && series.type != "dictionaries", bad);
+                typeAtData = typeSeen ? series.type : std::string();
             } else {
                 in.readValue(nullptr);
             }
@@ -276,6 +278,9 @@ void PlotDataReader::_element(int index, const std::string& where) {
         throw PlotDataError(where + "not plot data: unknown series type \"" + printable(series.type) + "\"");
     }
     std::string place = where + "series \"" + printable(series.label) + "\": ";
+    if (!typeAtData.empty() && typeAtData != series.type) {
+        throw PlotDataError(place + "not plot data: a second \"type\" after \"data\" changes the points' layout");
+    }
     if (!timeSeen) {
         throw PlotDataError(place + "not plot data: \"time\" is " +
                             (timeKind == JsonInput::KIND_END ? "missing" : JsonInput::kindName(timeKind)) +
@@ -343,8 +348,8 @@ void PlotDataReader::_data(PlotSeries& series, const std::string& where, bool ty
             in.readValue(nullptr);
             record(point, 0, JsonInput::KIND_END, 0);
             times.push_back(0);
-            for (std::vector<std::uint32_t>& column : columns) {
-                column.push_back(NO_VALUE);
+            for (int c = 0; c < 3 && c < needed - 1; ++c) {
+                columns[c].push_back(NO_VALUE);
             }
             continue;
         }
@@ -384,7 +389,7 @@ void PlotDataReader::_data(PlotSeries& series, const std::string& where, bool ty
             record(point, 0, JsonInput::KIND_END, numbers);
         }
         times.push_back(time);
-        for (int c = 0; c < 3; ++c) {
+        for (int c = 0; c < 3 && c < needed - 1; ++c) {
             columns[c].push_back(row[c]);
         }
     } while (in.nextMember(']'));
