@@ -238,11 +238,11 @@ void JsonInput::readNumber(std::string& out) {
     if (q < end && *q == '-') {
         ++q;
     }
-    const char* digits = q;
+    const char* firstDigit = q;
     while (q < end && isDigit(*q)) {
         ++q;
     }
-    bool fast = q > digits && (q - digits == 1 || *digits != '0');
+    bool fast = q > firstDigit && (q - firstDigit == 1 || *firstDigit != '0');
     if (fast && q < end && *q == '.') {
         const char* fraction = ++q;
         while (q < end && isDigit(*q)) {
