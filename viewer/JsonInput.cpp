@@ -230,7 +230,7 @@ void JsonInput::readString(std::string& out) {
     }
 }
 
-void JsonInput::readNumber(std::string& out) {
+std::string_view JsonInput::readNumberView() {
     peekSignificant();
     // Most numbers lie whole in the buffer: scanned in place, the character-wise way below is for the rest and
     // for the errors.
@@ -262,10 +262,16 @@ void JsonInput::readNumber(std::string& out) {
         fast = q > exponent;
     }
     if (fast && q < end && static_cast<std::size_t>(q - p) <= MAX_NUMBER) {
-        out.assign(p, q);
+        std::string_view view(p, static_cast<std::size_t>(q - p));
         p = q;
-        return;
+        return view;
     }
+    readNumber(scratch);
+    return scratch;
+}
+
+void JsonInput::readNumber(std::string& out) {
+    peekSignificant();
     out.clear();
     auto take = [&]() {
         if (out.size() >= MAX_NUMBER) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <istream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace viewer {
@@ -48,6 +49,8 @@ public:
     void readString(std::string& out);
     /// Reads a number's text exactly as written (JSON's number grammar, at most 1024 characters).
     void readNumber(std::string& out);
+    /// The same as a view, valid until the next read: into the buffer where the number lies whole in it.
+    std::string_view readNumberView();
     /// Reads any value, appending it to `out` as compact JSON (null: skips it). Numbers are kept as written,
     /// except that integers of more than 15 digits become strings when `bigIntegersAsText` is set, so that a
     /// reader using doubles keeps them exact. Returns the value's kind.

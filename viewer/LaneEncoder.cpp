@@ -130,11 +130,23 @@ void LaneEncoder::_stateLevels(const PlotLane& lane, long long endState, std::si
     }
     std::int64_t target = static_cast<std::int64_t>((n + 7) / 8);
     bucketWidth = std::max<std::int64_t>(1, (range + target) / target);
+    // Level 0 from the spans; every further level from all entryStates of the level below, four buckets at a time,
+    // so that the work is the points once plus what the buckets hold.
+    std::vector<std::uint32_t> offsets, nextOffsets;
+    std::vector<std::uint32_t> entryStates, nextEntryStates;
+    std::vector<std::int64_t> entryTimes, nextEntryTimes;
     for (std::int64_t width = bucketWidth;; width *= 4) {
         Level level;
         level.buckets = static_cast<std::size_t>(range / width + 1);
-        std::size_t current = 0;
+        nextOffsets.clear();
+        nextEntryStates.clear();
+        nextEntryTimes.clear();
         auto emit = [&]() {
+            nextOffsets.push_back(static_cast<std::uint32_t>(nextEntryStates.size()));
+            for (std::uint32_t v : touched) {
+                nextEntryStates.push_back(v);
+                nextEntryTimes.push_back(time[v]);
+            }
             std::size_t count = touched.size();
             std::size_t kept = std::min<std::size_t>(count, MAX_BUCKET_STATES);
             std::partial_sort(touched.begin(), touched.begin() + static_cast<std::ptrdiff_t>(kept), touched.end(),
@@ -150,36 +162,55 @@ void LaneEncoder::_stateLevels(const PlotLane& lane, long long endState, std::si
                 time[v] = -1;
             }
             touched.clear();
-            ++current;
         };
-        for (std::size_t i = 0; i + 1 < n; ++i) {
-            std::uint32_t v = lane.values[i];
-            if (static_cast<long long>(v) == endState) {
-                continue;
+        auto add = [&](std::uint32_t v, std::int64_t t) {
+            if (time[v] < 0) {
+                time[v] = 0;
+                touched.push_back(v);
             }
-            std::int64_t start = _tick(lane, i) - firstTick;
-            std::int64_t end = _tick(lane, i + 1) - firstTick;
-            std::size_t first = static_cast<std::size_t>(start / width);
-            std::size_t last = std::min(level.buckets - 1, static_cast<std::size_t>(end / width));
-            for (std::size_t b = first; b <= last; ++b) {
-                std::int64_t bucketStart = static_cast<std::int64_t>(b) * width;
-                std::int64_t overlap = std::min(end, bucketStart + width) - std::max(start, bucketStart);
-                if (overlap <= 0 && b != first) {
-                    continue; // ends on the bucket's start
+            time[v] += t;
+        };
+        if (width == bucketWidth) {
+            std::size_t current = 0;
+            for (std::size_t i = 0; i + 1 < n; ++i) {
+                std::uint32_t v = lane.values[i];
+                if (static_cast<long long>(v) == endState) {
+                    continue;
                 }
-                while (current < b) {
-                    emit();
+                std::int64_t start = _tick(lane, i) - firstTick;
+                std::int64_t end = _tick(lane, i + 1) - firstTick;
+                std::size_t first = static_cast<std::size_t>(start / width);
+                std::size_t last = std::min(level.buckets - 1, static_cast<std::size_t>(end / width));
+                for (std::size_t b = first; b <= last; ++b) {
+                    std::int64_t bucketStart = static_cast<std::int64_t>(b) * width;
+                    std::int64_t overlap = std::min(end, bucketStart + width) - std::max(start, bucketStart);
+                    if (overlap <= 0 && b != first) {
+                        continue; // ends on the bucket's start
+                    }
+                    for (; current < b; ++current) {
+                        emit();
+                    }
+                    add(v, std::max<std::int64_t>(0, overlap));
                 }
-                if (time[v] < 0) {
-                    time[v] = 0;
-                    touched.push_back(v);
+            }
+            for (; current < level.buckets; ++current) {
+                emit();
+            }
+        } else {
+            std::size_t below = offsets.size();
+            for (std::size_t b = 0; b < level.buckets; ++b) {
+                for (std::size_t j = 4 * b; j < 4 * b + 4 && j < below; ++j) {
+                    std::uint32_t to = j + 1 < below ? offsets[j + 1] : static_cast<std::uint32_t>(entryStates.size());
+                    for (std::uint32_t e = offsets[j]; e < to; ++e) {
+                        add(entryStates[e], entryTimes[e]);
+                    }
                 }
-                time[v] += std::max<std::int64_t>(0, overlap);
+                emit();
             }
         }
-        while (current < level.buckets) {
-            emit();
-        }
+        offsets.swap(nextOffsets);
+        entryStates.swap(nextEntryStates);
+        entryTimes.swap(nextEntryTimes);
         levels.push_back(std::move(level));
         if (levels.back().buckets < FEWEST_BUCKETS || width > range / 4) {
             break;

@@ -55,40 +55,39 @@ struct PlotDataReader::BadPoint {
     JsonInput::Kind kind = JsonInput::KIND_END;
 };
 
-bool PlotDataReader::nanoseconds(const std::string& text, std::int64_t& out) {
-    const char* s = text.c_str();
-    bool negative = *s == '-';
-    const char* digits = negative ? s + 1 : s;
-    std::size_t integerDigits = std::strspn(digits, "0123456789");
-    bool plain = text.find_first_of("eE") == std::string::npos;
-    if (plain && integerDigits <= 9) {
-        std::int64_t whole = 0;
-        for (std::size_t i = 0; i < integerDigits; ++i) {
-            whole = whole * 10 + (digits[i] - '0');
-        }
-        std::int64_t fraction = 0;
-        int decimals = 0;
-        bool roundUp = false;
-        if (digits[integerDigits] == '.') {
-            for (const char* f = digits + integerDigits + 1; *f; ++f, ++decimals) {
-                if (decimals < 9) {
-                    fraction = fraction * 10 + (*f - '0');
-                } else if (decimals == 9) {
-                    roundUp = *f >= '5';
-                }
+bool PlotDataReader::nanoseconds(std::string_view text, std::int64_t& out) {
+    // A plain decimal of up to nine integer digits: exact, in one pass.
+    std::size_t i = 0, n = text.size();
+    bool negative = n > 0 && text[0] == '-';
+    i = negative ? 1 : 0;
+    std::int64_t whole = 0;
+    std::size_t integerDigits = 0;
+    while (i < n && text[i] >= '0' && text[i] <= '9' && integerDigits < 10) {
+        whole = whole * 10 + (text[i++] - '0');
+        ++integerDigits;
+    }
+    std::int64_t fraction = 0;
+    int decimals = 0;
+    bool roundUp = false;
+    if (integerDigits <= 9 && i < n && text[i] == '.') {
+        for (++i; i < n && text[i] >= '0' && text[i] <= '9'; ++i, ++decimals) {
+            if (decimals < 9) {
+                fraction = fraction * 10 + (text[i] - '0');
+            } else if (decimals == 9) {
+                roundUp = text[i] >= '5';
             }
         }
+    }
+    if (i == n && integerDigits <= 9) {
         for (int d = decimals; d < 9; ++d) {
             fraction *= 10;
         }
         std::int64_t value = whole * 1000000000 + fraction + (roundUp ? 1 : 0);
-        if (value > 4600000000000000000LL) {
-            return false;
-        }
         out = negative ? -value : value;
         return true;
     }
-    double seconds = std::strtod(s, nullptr);
+    std::string copy(text);
+    double seconds = std::strtod(copy.c_str(), nullptr);
     if (!std::isfinite(seconds) || std::fabs(seconds) >= 4.6e9) {
         return false;
     }
@@ -373,15 +372,15 @@ void PlotDataReader::_data(PlotSeries& series, const std::string& where, bool ty
                     }
                     continue;
                 }
-                in.readNumber(token);
+                std::string_view number = in.readNumberView();
                 ++numbers;
                 if (element == 1) {
-                    if (!nanoseconds(token, time)) {
+                    if (!nanoseconds(number, time)) {
                         throw PlotDataError(where + "point " + std::to_string(point) + ": not plot data: the time " +
-                                            printable(token) + " is not finite or beyond 146 years");
+                                            printable(std::string(number)) + " is not finite or beyond 146 years");
                     }
                 } else {
-                    row[element - 2] = tables[element - 2].add(token);
+                    row[element - 2] = tables[element - 2].add(number.data(), number.size());
                 }
             } while (in.nextMember(']'));
         }

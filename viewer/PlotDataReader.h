@@ -31,7 +31,7 @@ public:
 
     /// Reads a time in seconds, written as a JSON number, as whole nanoseconds: exactly from a plain decimal,
     /// rounded to the nanosecond beyond nine decimals. False when it is not finite or beyond about 146 years.
-    static bool nanoseconds(const std::string& text, std::int64_t& out);
+    static bool nanoseconds(std::string_view text, std::int64_t& out);
 
 private:
     struct BadPoint;

@@ -45,42 +45,39 @@ std::uint32_t ValueTable::_insert(Entry&& entry) {
 }
 
 std::uint32_t ValueTable::add(const char* text, std::size_t length) {
-    if (haveLast && lastText.size() == length && std::memcmp(lastText.data(), text, length) == 0) {
-        return lastIndex;
+    // Plain integers of up to 18 digits, the common case, in one pass.
+    bool negative = length > 0 && text[0] == '-';
+    std::size_t i = negative ? 1 : 0;
+    std::int64_t value = 0;
+    for (; i < length && i < 19 && text[i] >= '0' && text[i] <= '9'; ++i) {
+        value = value * 10 + (text[i] - '0');
+    }
+    if (i == length && length > (negative ? 1u : 0u) && length - (negative ? 1 : 0) <= 18) {
+        if (negative) {
+            value = -value;
+        }
+        if (haveLast && value == lastInteger) {
+            return lastIndex;
+        }
+        std::uint32_t index;
+        auto found = integers.find(value);
+        if (found != integers.end()) {
+            index = found->second;
+        } else {
+            Entry entry;
+            entry.text = std::to_string(value);
+            entry.number = static_cast<double>(value);
+            entry.isInteger = true;
+            entry.integer = value;
+            index = _insert(std::move(entry));
+            integers.emplace(value, index);
+        }
+        haveLast = true;
+        lastInteger = value;
+        lastIndex = index;
+        return index;
     }
     std::uint32_t index;
-    bool plainInteger = length > 0 && length <= 19 && std::memchr(text, '.', length) == nullptr &&
-                        std::memchr(text, 'e', length) == nullptr && std::memchr(text, 'E', length) == nullptr;
-    if (plainInteger) {
-        // Up to 18 digits always fit; 19 digits may not, and go the general way.
-        bool negative = text[0] == '-';
-        std::size_t digits = length - (negative ? 1 : 0);
-        if (digits <= 18) {
-            std::int64_t value = 0;
-            for (std::size_t i = negative ? 1 : 0; i < length; ++i) {
-                value = value * 10 + (text[i] - '0');
-            }
-            if (negative) {
-                value = -value;
-            }
-            auto found = integers.find(value);
-            if (found != integers.end()) {
-                index = found->second;
-            } else {
-                Entry entry;
-                entry.text = std::to_string(value);
-                entry.number = static_cast<double>(value);
-                entry.isInteger = true;
-                entry.integer = value;
-                index = _insert(std::move(entry));
-                integers.emplace(value, index);
-            }
-            haveLast = true;
-            lastText.assign(text, length);
-            lastIndex = index;
-            return index;
-        }
-    }
     std::string copy(text, length);
     bool integerText = copy.find_first_of(".eE") == std::string::npos;
     if (integerText) {
@@ -154,9 +151,7 @@ std::uint32_t ValueTable::add(const char* text, std::size_t length) {
             }
         }
     }
-    haveLast = true;
-    lastText.assign(text, length);
-    lastIndex = index;
+    haveLast = false;
     return index;
 }
 

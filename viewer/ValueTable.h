@@ -48,7 +48,7 @@ private:
     bool safeIntegers = true;
     // The last value looked up: runs of one value are common.
     bool haveLast = false;
-    std::string lastText;
+    std::int64_t lastInteger = 0;
     std::uint32_t lastIndex = 0;
 };
 
