@@ -3,10 +3,25 @@
 #include "viewer/PlotDataError.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace viewer {
 
 namespace {
+
+// Line breaks in [from, to): memchr runs through text without any at memory speed.
+long countLines(const char* from, const char* to) {
+    long lines = 0;
+    while (from < to) {
+        const void* found = std::memchr(from, '\n', static_cast<std::size_t>(to - from));
+        if (!found) {
+            break;
+        }
+        ++lines;
+        from = static_cast<const char*>(found) + 1;
+    }
+    return lines;
+}
 
 bool isDigit(int c) { return c >= '0' && c <= '9'; }
 
@@ -48,7 +63,7 @@ JsonInput::JsonInput(std::istream& in, std::string source, std::size_t bufferSiz
 }
 
 bool JsonInput::_refill() {
-    lines += static_cast<long>(std::count(static_cast<const char*>(buffer.data()), p, '\n'));
+    lines += countLines(buffer.data(), p);
     consumed += static_cast<std::uint64_t>(p - buffer.data());
     in.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
     std::streamsize got = in.gcount();
@@ -60,7 +75,7 @@ bool JsonInput::_refill() {
     return got > 0;
 }
 
-long JsonInput::line() { return lines + static_cast<long>(std::count(static_cast<const char*>(buffer.data()), p, '\n')); }
+long JsonInput::line() { return lines + countLines(buffer.data(), p); }
 
 void JsonInput::syntaxError(const std::string& what) {
     throw PlotDataError(place + "not JSON: syntax error: " + what + " (line " + std::to_string(line()) + ")");

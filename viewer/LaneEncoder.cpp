@@ -252,32 +252,57 @@ void LaneEncoder::_numberLevels(const PlotSeries& series, const PlotLane& lane, 
     };
     std::int64_t target = static_cast<std::int64_t>((n + 7) / 8);
     bucketWidth = std::max<std::int64_t>(1, (range + target) / target);
+    // Level 0 from the points, each further level from four buckets of the level below: (minimum, maximum,
+    // first, last) of a bucket follow from those of its four parts.
+    std::vector<double> summary, next;
     for (std::int64_t width = bucketWidth;; width *= 4) {
         Level level;
         level.buckets = static_cast<std::size_t>(range / width + 1);
+        next.assign(level.buckets * 4, 0.0);
+        if (width == bucketWidth) {
+            std::size_t i = 0;
+            double held = value(0);
+            for (std::size_t b = 0; b < level.buckets; ++b) {
+                std::int64_t start = firstTick + static_cast<std::int64_t>(b) * width;
+                std::int64_t end = start + width;
+                double first = line && i > 0 && i < n ? at(i, start) : held;
+                if (i < n && _tick(lane, i) == start) {
+                    first = value(i);
+                }
+                double least = first, most = first;
+                while (i < n && _tick(lane, i) < end) {
+                    held = value(i++);
+                    least = std::min(least, held);
+                    most = std::max(most, held);
+                }
+                double last = line && i > 0 && i < n ? at(i, end) : held;
+                next[4 * b] = std::min(least, last);
+                next[4 * b + 1] = std::max(most, last);
+                next[4 * b + 2] = first;
+                next[4 * b + 3] = last;
+            }
+        } else {
+            std::size_t below = summary.size() / 4;
+            for (std::size_t b = 0; b < level.buckets; ++b) {
+                std::size_t j = 4 * b, to = std::min(below, j + 4);
+                double least = summary[4 * j], most = summary[4 * j + 1];
+                for (std::size_t k = j + 1; k < to; ++k) {
+                    least = std::min(least, summary[4 * k]);
+                    most = std::max(most, summary[4 * k + 1]);
+                }
+                next[4 * b] = least;
+                next[4 * b + 1] = most;
+                next[4 * b + 2] = summary[4 * j + 2];
+                next[4 * b + 3] = summary[4 * (to - 1) + 3];
+            }
+        }
+        summary.swap(next);
         level.bytes.reserve(level.buckets * 8);
-        std::size_t i = 0;
-        double held = value(0);
         for (std::size_t b = 0; b < level.buckets; ++b) {
-            std::int64_t start = firstTick + static_cast<std::int64_t>(b) * width;
-            std::int64_t end = start + width;
-            double first = line && i > 0 && i < n ? at(i, start) : held;
-            if (i < n && _tick(lane, i) == start) {
-                first = value(i);
-            }
-            double least = first, most = first;
-            while (i < n && _tick(lane, i) < end) {
-                held = value(i++);
-                least = std::min(least, held);
-                most = std::max(most, held);
-            }
-            double last = line && i > 0 && i < n ? at(i, end) : held;
-            least = std::min(least, last);
-            most = std::max(most, last);
-            putUint16(level.bytes, scaled(least, -1));
-            putUint16(level.bytes, scaled(most, 1));
-            putUint16(level.bytes, scaled(first, 0));
-            putUint16(level.bytes, scaled(last, 0));
+            putUint16(level.bytes, scaled(summary[4 * b], -1));
+            putUint16(level.bytes, scaled(summary[4 * b + 1], 1));
+            putUint16(level.bytes, scaled(summary[4 * b + 2], 0));
+            putUint16(level.bytes, scaled(summary[4 * b + 3], 0));
         }
         levels.push_back(std::move(level));
         if (levels.back().buckets < FEWEST_BUCKETS || width > range / 4) {

@@ -696,7 +696,25 @@
       firstDrawDone = true;
       document.documentElement.dataset.firstDrawMs = performance.now().toFixed(1);
       setTimeout(buildLegend, 0);
+      setTimeout(predecode, 0);
     }
+  }
+
+  // After the first drawing, while the page waits for the user, the overview levels are decoded one at a time
+  // (the coarse ones, which a zoom reaches first, before the fine ones), so that no zoom waits for them.
+  let predecodeLane = 0, predecodeLevel = -1;
+  function predecode() {
+    const began = performance.now();
+    while (predecodeLane < lanes.length && performance.now() - began < 8) {
+      const lane = lanes[predecodeLane];
+      if (predecodeLevel < 0) predecodeLevel = lane.levels.length - 1;
+      if (predecodeLevel >= 0 && lane.levels.length) {
+        if (!level(lane, predecodeLevel)) { predecodeLevel--; if (predecodeLevel < 0) predecodeLane++; continue; }
+        predecodeLevel--;
+      }
+      if (predecodeLevel < 0) { predecodeLane++; predecodeLevel = -1; }
+    }
+    if (predecodeLane < lanes.length) setTimeout(predecode, 0);
   }
 
   function firstLaneAt(y) {
