@@ -93,7 +93,8 @@ void writeDocument(const std::string& path, long long points, int cpus) {
         writer.appendLabel("group", true);
         writer.appendString("CPU chosen for woken threads", false);
         writer.appendLabel("info", true);
-        writer.appendJsonValue("{\"Trace Field\":\"target_cpu\"}", 27);
+        const char* field = "{\"Trace Field\":\"target_cpu\"}";
+        writer.appendJsonValue(field, static_cast<int>(std::strlen(field)));
         writer.appendLabel("time", true);
         writer.appendDouble(1990.646388, 6);
         writer.appendLabel("type", true);
