@@ -25,6 +25,43 @@ long countLines(const char* from, const char* to) {
 
 bool isDigit(int c) { return c >= '0' && c <= '9'; }
 
+// The end of the JSON number that starts at q, when it ends before `end`; null otherwise.
+const char* scanNumber(const char* q, const char* end) {
+    if (q < end && *q == '-') {
+        ++q;
+    }
+    const char* firstDigit = q;
+    while (q < end && isDigit(*q)) {
+        ++q;
+    }
+    if (q == firstDigit || (q - firstDigit > 1 && *firstDigit == '0')) {
+        return nullptr;
+    }
+    if (q < end && *q == '.') {
+        const char* fraction = ++q;
+        while (q < end && isDigit(*q)) {
+            ++q;
+        }
+        if (q == fraction) {
+            return nullptr;
+        }
+    }
+    if (q < end && (*q == 'e' || *q == 'E')) {
+        ++q;
+        if (q < end && (*q == '+' || *q == '-')) {
+            ++q;
+        }
+        const char* exponent = q;
+        while (q < end && isDigit(*q)) {
+            ++q;
+        }
+        if (q == exponent) {
+            return nullptr;
+        }
+    }
+    return q < end ? q : nullptr;
+}
+
 void appendUtf8(std::string& out, unsigned code) {
     if (code < 0x80) {
         out += static_cast<char>(code);
@@ -247,42 +284,34 @@ void JsonInput::readString(std::string& out) {
 
 std::string_view JsonInput::readNumberView() {
     peekSignificant();
-    // Most numbers lie whole in the buffer: scanned in place, the character-wise way below is for the rest and
-    // for the errors.
-    const char* q = p;
-    if (q < end && *q == '-') {
-        ++q;
-    }
-    const char* firstDigit = q;
-    while (q < end && isDigit(*q)) {
-        ++q;
-    }
-    bool fast = q > firstDigit && (q - firstDigit == 1 || *firstDigit != '0');
-    if (fast && q < end && *q == '.') {
-        const char* fraction = ++q;
-        while (q < end && isDigit(*q)) {
-            ++q;
-        }
-        fast = q > fraction;
-    }
-    if (fast && q < end && (*q == 'e' || *q == 'E')) {
-        ++q;
-        if (q < end && (*q == '+' || *q == '-')) {
-            ++q;
-        }
-        const char* exponent = q;
-        while (q < end && isDigit(*q)) {
-            ++q;
-        }
-        fast = q > exponent;
-    }
-    if (fast && q < end && static_cast<std::size_t>(q - p) <= MAX_NUMBER) {
+    // Most numbers lie whole in the buffer: scanned in place; readNumber goes character by character for the
+    // rest and for the errors.
+    const char* q = scanNumber(p, end);
+    if (q && static_cast<std::size_t>(q - p) <= MAX_NUMBER) {
         std::string_view view(p, static_cast<std::size_t>(q - p));
         p = q;
         return view;
     }
     readNumber(scratch);
     return scratch;
+}
+
+bool JsonInput::readNumberRow(std::string_view* numbers, int count) {
+    const char* q = p;
+    if (end - q < 2 || *q != '[') {
+        return false;
+    }
+    ++q;
+    for (int i = 0; i < count; ++i) {
+        const char* stop = scanNumber(q, end);
+        if (!stop || *stop != (i + 1 < count ? ',' : ']') || static_cast<std::size_t>(stop - q) > MAX_NUMBER) {
+            return false;
+        }
+        numbers[i] = std::string_view(q, static_cast<std::size_t>(stop - q));
+        q = stop + 1;
+    }
+    p = q;
+    return true;
 }
 
 void JsonInput::readNumber(std::string& out) {

@@ -51,6 +51,10 @@ public:
     void readNumber(std::string& out);
     /// The same as a view, valid until the next read: into the buffer where the number lies whole in it.
     std::string_view readNumberView();
+    /// Reads an array of exactly `count` numbers written without white space ("[0.5,7]"), the usual form of a
+    /// point, when it lies whole in the buffer: views of the numbers go to `numbers`. False, with nothing
+    /// consumed, for anything else, which the caller reads the general way.
+    bool readNumberRow(std::string_view* numbers, int count);
     /// Reads any value, appending it to `out` as compact JSON (null: skips it). Numbers are kept as written,
     /// except that integers of more than 15 digits become strings when `bigIntegersAsText` is set, so that a
     /// reader using doubles keeps them exact. Returns the value's kind.

@@ -5,6 +5,7 @@
 #include "viewer/OutputFile.h"
 #include "viewer/PageAssets.h"
 #include "viewer/PlotDataReader.h"
+#include "viewer/SinkThread.h"
 
 #include "kestrel/JSOM.h"
 
@@ -98,7 +99,9 @@ std::string PageWriter::number(double value) {
 void PageWriter::writePage(std::istream& plotData, const std::string& source, const Options& options,
                            OutputFile& output) {
     PageWriter page(output, options);
-    PlotDataReader::read(plotData, source, page);
+    SinkThread writer(page);
+    PlotDataReader::read(plotData, source, writer);
+    writer.finish();
     page.finish();
 }
 

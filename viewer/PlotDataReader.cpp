@@ -338,10 +338,24 @@ void PlotDataReader::_data(PlotSeries& series, const std::string& where, bool ty
         return;
     }
     long long point = 0;
+    std::string_view row[4];
     do {
         ++point;
         if (times.size() >= MAX_POINTS) {
             throw PlotDataError(where + "more than " + std::to_string(MAX_POINTS) + " points in one series");
+        }
+        if (typeKnown && in.peekSignificant() == '[' && in.readNumberRow(row, needed)) {
+            // The usual compact point: its numbers straight from the buffer.
+            std::int64_t time = 0;
+            if (!nanoseconds(row[0], time)) {
+                throw PlotDataError(where + "point " + std::to_string(point) + ": not plot data: the time " +
+                                    printable(std::string(row[0])) + " is not finite or beyond 146 years");
+            }
+            times.push_back(time);
+            for (int c = 0; c + 1 < needed; ++c) {
+                columns[c].push_back(tables[c].add(row[c + 1].data(), row[c + 1].size()));
+            }
+            continue;
         }
         if (in.kind() != JsonInput::KIND_ARRAY) {
             in.readValue(nullptr);
@@ -356,7 +370,7 @@ void PlotDataReader::_data(PlotSeries& series, const std::string& where, bool ty
         int numbers = 0;
         int element = 0;
         bool stopped = false; // a non-number was met: later elements are skipped
-        std::uint32_t row[3] = {NO_VALUE, NO_VALUE, NO_VALUE};
+        std::uint32_t values[3] = {NO_VALUE, NO_VALUE, NO_VALUE};
         std::int64_t time = 0;
         if (in.peekSignificant() == ']') {
             in.skip();
@@ -380,7 +394,7 @@ void PlotDataReader::_data(PlotSeries& series, const std::string& where, bool ty
                                             printable(std::string(number)) + " is not finite or beyond 146 years");
                     }
                 } else {
-                    row[element - 2] = tables[element - 2].add(number.data(), number.size());
+                    values[element - 2] = tables[element - 2].add(number.data(), number.size());
                 }
             } while (in.nextMember(']'));
         }
@@ -389,7 +403,7 @@ void PlotDataReader::_data(PlotSeries& series, const std::string& where, bool ty
         }
         times.push_back(time);
         for (int c = 0; c < 3 && c < needed - 1; ++c) {
-            columns[c].push_back(row[c]);
+            columns[c].push_back(values[c]);
         }
     } while (in.nextMember(']'));
 }
@@ -424,6 +438,18 @@ void PlotDataReader::_finishSeries(PlotSeries& series, const std::string& where)
     }
 
     std::size_t n = times.size();
+    if (keyColumn < 0 && std::is_sorted(times.begin(), times.end())) {
+        // One lane in order, the usual case: the columns become the lane as they are.
+        PlotLane lane;
+        lane.times.swap(times);
+        lane.values.swap(columns[0]);
+        if (magnitudeColumn >= 0) {
+            lane.magnitudes.swap(columns[magnitudeColumn]);
+        }
+        _addLane(series, std::move(lane));
+        _seriesDone(series, n);
+        return;
+    }
     std::vector<std::uint32_t> order(n);
     std::iota(order.begin(), order.end(), 0u);
     const std::vector<std::uint32_t>& keys = columns[keyColumn >= 0 ? keyColumn : 0];
@@ -465,19 +491,27 @@ void PlotDataReader::_finishSeries(PlotSeries& series, const std::string& where)
                 lane.magnitudes.push_back(columns[magnitudeColumn][order[k]]);
             }
         }
-        if (!lane.times.empty()) {
-            double first = series.origin + static_cast<double>(lane.times.front()) * 1e-9;
-            double last = series.origin + static_cast<double>(lane.times.back()) * 1e-9;
-            summary.startTime = summary.anyPoint ? std::min(summary.startTime, first) : first;
-            summary.endTime = summary.anyPoint ? std::max(summary.endTime, last) : last;
-            summary.anyPoint = true;
-        }
-        series.lanes.push_back(std::move(lane));
+        _addLane(series, std::move(lane));
         i = j;
         if (i == 0) {
             break; // the one empty lane of a series without keys
         }
     }
+    _seriesDone(series, n);
+}
+
+void PlotDataReader::_addLane(PlotSeries& series, PlotLane&& lane) {
+    if (!lane.times.empty()) {
+        double first = series.origin + static_cast<double>(lane.times.front()) * 1e-9;
+        double last = series.origin + static_cast<double>(lane.times.back()) * 1e-9;
+        summary.startTime = summary.anyPoint ? std::min(summary.startTime, first) : first;
+        summary.endTime = summary.anyPoint ? std::max(summary.endTime, last) : last;
+        summary.anyPoint = true;
+    }
+    series.lanes.push_back(std::move(lane));
+}
+
+void PlotDataReader::_seriesDone(PlotSeries& series, std::size_t n) {
     summary.points += static_cast<long long>(n);
     ++summary.series;
     times.clear();

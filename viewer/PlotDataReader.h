@@ -41,6 +41,8 @@ private:
     void _element(int index, const std::string& where);
     void _data(PlotSeries& series, const std::string& where, bool typeKnown, BadPoint* bad);
     void _finishSeries(PlotSeries& series, const std::string& where);
+    void _addLane(PlotSeries& series, PlotLane&& lane);
+    void _seriesDone(PlotSeries& series, std::size_t points);
     void _checkDictionaries(const std::string& json, const std::string& where);
 
     JsonInput& in;

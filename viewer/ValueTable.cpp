@@ -56,8 +56,9 @@ std::uint32_t ValueTable::add(const char* text, std::size_t length) {
         if (negative) {
             value = -value;
         }
-        if (haveLast && value == lastInteger) {
-            return lastIndex;
+        Recent& slot = recent[static_cast<std::uint64_t>(value) & 255];
+        if (slot.used && slot.value == value) {
+            return slot.index;
         }
         std::uint32_t index;
         auto found = integers.find(value);
@@ -72,9 +73,9 @@ std::uint32_t ValueTable::add(const char* text, std::size_t length) {
             index = _insert(std::move(entry));
             integers.emplace(value, index);
         }
-        haveLast = true;
-        lastInteger = value;
-        lastIndex = index;
+        slot.used = true;
+        slot.value = value;
+        slot.index = index;
         return index;
     }
     std::uint32_t index;
@@ -151,7 +152,6 @@ std::uint32_t ValueTable::add(const char* text, std::size_t length) {
             }
         }
     }
-    haveLast = false;
     return index;
 }
 

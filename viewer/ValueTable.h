@@ -47,9 +47,13 @@ private:
     std::unordered_map<std::string, std::uint32_t> bigIntegers;
     bool safeIntegers = true;
     // The last value looked up: runs of one value are common.
-    bool haveLast = false;
-    std::int64_t lastInteger = 0;
-    std::uint32_t lastIndex = 0;
+    // Recently found integers, by their low bits: the few states of a row are found without hashing.
+    struct Recent {
+        std::int64_t value = 0;
+        std::uint32_t index = 0;
+        bool used = false;
+    };
+    Recent recent[256];
 };
 
 } // namespace viewer

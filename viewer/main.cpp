@@ -4,6 +4,7 @@
 #include "viewer/OutputFile.h"
 #include "viewer/PageWriter.h"
 #include "viewer/PlotDataReader.h"
+#include "viewer/SinkThread.h"
 #include "viewer/TraceWriter.h"
 
 #include <unistd.h>
@@ -87,10 +88,13 @@ int main(int argc, char* argv[]) {
     try {
         viewer::OutputFile output(outputPath, format == "html");
         if (format == "html") {
+            // Reading on this thread, the page written on another.
             viewer::PageWriter page(output, options);
+            viewer::SinkThread writer(page);
             for (int i = optind; i < argc; ++i) {
-                viewer::PlotDataReader::readFile(argv[i], page);
+                viewer::PlotDataReader::readFile(argv[i], writer);
             }
+            writer.finish();
             page.finish();
         } else {
             viewer::TraceWriter trace(output.stream());
