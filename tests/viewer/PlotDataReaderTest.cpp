@@ -1,5 +1,6 @@
 #include "viewer/PlotDataError.h"
 #include "viewer/PlotDataReader.h"
+#include "viewer/SinkThread.h"
 
 #include "ViewerTestDocuments.h"
 
@@ -165,5 +166,49 @@ TEST(PlotDataReaderTest, BadInputGivesOneLineThatSaysWhereAndWhy) {
         } catch (const PlotDataError& e) {
             EXPECT_NE(std::string::npos, std::string(e.what()).find(path)) << e.what();
         }
+    }
+}
+
+TEST(PlotDataReaderTest, TheWritingThreadGetsEverythingInOrderAndHandsFailuresBack) {
+    // The same documents through the thread as straight from the reader.
+    std::string text = std::string(VIEWER_TEST_DOCUMENT) + "[{\"label\": \"x\", \"time\": 0, \"type\": \"long\", \"data\": []}]";
+    CollectingSink direct, threaded;
+    PlotDataReader::readText(text, "a.json", direct);
+    {
+        viewer::SinkThread thread(threaded, true);
+        PlotDataReader::readText(text, "a.json", thread);
+        thread.finish();
+    }
+    ASSERT_EQ(direct.documents.size(), threaded.documents.size());
+    for (size_t d = 0; d < direct.documents.size(); ++d) {
+        ASSERT_EQ(direct.documents[d].series.size(), threaded.documents[d].series.size());
+        for (size_t s = 0; s < direct.documents[d].series.size(); ++s) {
+            const PlotSeries& a = direct.documents[d].series[s];
+            const PlotSeries& b = threaded.documents[d].series[s];
+            EXPECT_EQ(a.label, b.label);
+            ASSERT_EQ(a.lanes.size(), b.lanes.size());
+            for (size_t l = 0; l < a.lanes.size(); ++l) {
+                EXPECT_EQ(points(a, a.lanes[l]), points(b, b.lanes[l]));
+            }
+        }
+        EXPECT_EQ(direct.documents[d].dictionaries, threaded.documents[d].dictionaries);
+        EXPECT_EQ(direct.documents[d].summary.points, threaded.documents[d].summary.points);
+    }
+
+    // A failure of the receiver reaches the reader; the thread ends with the sink.
+    struct Failing : CollectingSink {
+        void series(PlotSeries&) override { throw PlotDataError("cannot write"); }
+    } failing;
+    std::string many;
+    for (int i = 0; i < 20; ++i) {
+        many += "[{\"type\": \"long\", \"time\": 0, \"data\": [[0, 1]]}]";
+    }
+    try {
+        viewer::SinkThread thread(failing, true);
+        PlotDataReader::readText(many, "b.json", thread);
+        thread.finish();
+        ADD_FAILURE() << "no failure";
+    } catch (const PlotDataError& e) {
+        EXPECT_STREQ("cannot write", e.what());
     }
 }
