@@ -2,7 +2,8 @@
 // Opens a page written by plotwright-view in headless Chromium (as the browser tests start it) and reports, as
 // JSON on standard output: the time to the first drawing (from navigation start, and from opening), and the
 // drawing time of every redraw after a sequence of zooms and pans from the whole range down to about a
-// millionth of it, waiting for data that lies beside the page.
+// millionth of it, waiting for data that lies beside the page; then the time to show the last rows (scrolled to
+// the end, whose data a large page keeps in its data folder).
 // Usage: node page-timing.js PAGE [viewport width] [viewport height]
 'use strict';
 const path = require('node:path');
@@ -49,11 +50,18 @@ const { chromium } = require(path.join(__dirname, '..', '..', 'tests', 'viewer',
       draws.push(await page.$eval('#plot', (p) => Number(p.dataset.drawMs)));
     }
   }
+  const n = await count();
+  const scrolled = Date.now();
+  await page.evaluate(() => { const s = document.getElementById('scroller'); s.scrollTop = s.scrollHeight; });
+  await page.waitForFunction((k) => Number(document.getElementById('plot').dataset.drawCount) > k, n, { polling: 5 });
+  await settle();
+  const lastRowsMs = Date.now() - scrolled;
   const sorted = draws.slice().sort((a, b) => a - b);
   const [start, end] = await page.$eval('#plot', (p) => [Number(p.dataset.viewStart), Number(p.dataset.viewEnd)]);
   console.log(JSON.stringify({
     firstDrawMs: first, openMs: wall, redraws: draws.length, redrawMedianMs: sorted[sorted.length >> 1],
-    redrawMaxMs: sorted[sorted.length - 1], loadWaitsMs: loadWaits, finalViewSeconds: end - start, trouble: trouble,
+    redrawMaxMs: sorted[sorted.length - 1], loadWaitsMs: loadWaits, finalViewSeconds: end - start, lastRowsMs: lastRowsMs,
+    chunksLoaded: await page.evaluate(() => document.querySelectorAll('script[src]').length), trouble: trouble,
   }));
   await browser.close();
 })().catch((e) => { console.error(e); process.exit(1); });
