@@ -32,8 +32,14 @@ bool isNumber(const JSONData* node) {
 
 } // namespace
 
-DictionaryResolver::DictionaryResolver(const PlotDocument& document) {
-    for (const JSONData* object : document.dictionaries) {
+DictionaryResolver::DictionaryResolver(const std::vector<std::string>& texts) {
+    objects.resize(texts.size());
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        objects[i].fromString(texts[i]);
+        const JSONData* object = objects[i].node();
+        if (!object || object->getType() != JSONData::TYPE_OBJECT) {
+            continue;
+        }
         const std::string* scopeText = stringMember(object, "scope");
         std::string scope = scopeText ? *scopeText : std::string();
         const JSONData* set = object->getByKey("dictionaries");
@@ -82,8 +88,8 @@ const std::string* DictionaryResolver::_label(const Dictionary* dictionary, cons
 }
 
 const std::string* DictionaryResolver::valueName(const std::string& scope, const std::string& dictionary,
-                                                 long long value) const {
-    return _label(_find(scope, dictionary), std::to_string(value));
+                                                 const std::string& value) const {
+    return _label(_find(scope, dictionary), value);
 }
 
 DictionaryResolver::Column DictionaryResolver::column(const JSONData* columnDictionary, int number) const {
@@ -113,9 +119,9 @@ DictionaryResolver::Column DictionaryResolver::column(const JSONData* columnDict
     return column;
 }
 
-std::string DictionaryResolver::name(const Column& column, long long value) const {
+std::string DictionaryResolver::name(const Column& column, const std::string& value) const {
     const std::string* found = column.hasDictionary ? valueName(column.scope, column.dictionary, value) : nullptr;
-    return found ? *found : std::to_string(value);
+    return found ? *found : value;
 }
 
 } // namespace viewer

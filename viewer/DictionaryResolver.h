@@ -1,12 +1,13 @@
 #ifndef VIEWER_DICTIONARYRESOLVER_H
 #define VIEWER_DICTIONARYRESOLVER_H
 
-#include "viewer/PlotDocument.h"
+#include "kestrel/JSOM.h"
 
 #include <map>
 #include <string>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace viewer {
 
@@ -31,15 +32,18 @@ public:
         std::string dictionary;
     };
 
-    explicit DictionaryResolver(const PlotDocument& document);
+    /// Reads a document's "dictionaries" objects, each a JSON text.
+    explicit DictionaryResolver(const std::vector<std::string>& dictionaries);
 
-    /// The name of `value` in the dictionary (scope, name), or null when no dictionary of the chain has one.
-    const std::string* valueName(const std::string& scope, const std::string& dictionary, long long value) const;
+    /// The name of the value with this decimal text in the dictionary (scope, name), or null when no
+    /// dictionary of the chain has one.
+    const std::string* valueName(const std::string& scope, const std::string& dictionary,
+                                 const std::string& value) const;
     /// The column numbered `column` (from 1) in the map of a series' column dictionary, labelled by its own
     /// "label" or by the dictionaries the column dictionary extends; an empty Column when the map has none.
     Column column(const kestrel::JSONData* columnDictionary, int column) const;
-    /// The name of a value of a column: through its dictionary, else the number in decimal.
-    std::string name(const Column& column, long long value) const;
+    /// The name of a value of a column: through its dictionary, else the value's text.
+    std::string name(const Column& column, const std::string& value) const;
 
     static const int MAX_CHAIN = 32;
 
@@ -56,6 +60,7 @@ private:
     static void _index(Dictionary& dictionary, const kestrel::JSONData* node);
     const std::string* _label(const Dictionary* dictionary, const std::string& key) const;
 
+    std::vector<kestrel::JSOM> objects;
     std::map<std::pair<std::string, std::string>, Dictionary> dictionaries;
 };
 

@@ -9,7 +9,6 @@
 #include <string>
 
 using kestrel::JsomWriter;
-using kestrel::JSONData;
 
 namespace viewer {
 
@@ -17,20 +16,6 @@ namespace {
 
 const double MICROSECONDS = 1e6;
 const int TIME_PRECISION = 3;
-
-struct StatePoint {
-    double time; // absolute, seconds
-    long long state;
-    const JSONData* magnitude;
-};
-
-void appendNumber(JsomWriter& writer, const JSONData* number) {
-    if (number->getType() == JSONData::TYPE_LONG) {
-        writer.appendLong(number->longValue());
-    } else {
-        writer.appendDouble(number->doubleValue(), 6);
-    }
-}
 
 // {"name": ..., "ph": "M", "pid": ..., ["tid": ...,] "args": {key: value}} with a text or a number value.
 void metadata(JsomWriter& writer, const char* name, int pid, int tid, const char* key, const std::string* text,
@@ -58,7 +43,28 @@ void metadata(JsomWriter& writer, const char* name, int pid, int tid, const char
     writer.endObject();
 }
 
+// A number of the value tables, exactly as read (a canonical JSON number).
+void appendNumber(JsomWriter& writer, const std::string& text) {
+    writer.appendJsonValue(text.data(), static_cast<int>(text.size()));
+}
+
+double seconds(const PlotSeries& series, std::int64_t nanoseconds) {
+    return series.origin + static_cast<double>(nanoseconds) * 1e-9;
+}
+
 } // namespace
+
+void TraceWriter::beginDocument(const std::string& source, int indexInSource) {
+    documents.emplace_back();
+    documents.back().source = source;
+    documents.back().indexInSource = indexInSource;
+}
+
+void TraceWriter::series(PlotSeries& series) { documents.back().series.push_back(std::move(series)); }
+
+void TraceWriter::dictionaries(const std::string& json) { documents.back().dictionaries.push_back(json); }
+
+void TraceWriter::endDocument(const DocumentSummary& summary) { documents.back().summary = summary; }
 
 int TraceWriter::_process(int document, const std::string& name) {
     auto found = processes.find(std::make_pair(document, name));
@@ -67,63 +73,65 @@ int TraceWriter::_process(int document, const std::string& name) {
     }
     int pid = ++counts.processes;
     processes[std::make_pair(document, name)] = pid;
-    metadata(writer, "process_name", pid, 0, "name", &name, 0);
-    metadata(writer, "process_sort_index", pid, 0, "sort_index", nullptr, pid);
+    metadata(*writer, "process_name", pid, 0, "name", &name, 0);
+    metadata(*writer, "process_sort_index", pid, 0, "sort_index", nullptr, pid);
     return pid;
 }
 
 int TraceWriter::_thread(int pid, const std::string& name) {
     int tid = ++counts.threads;
-    metadata(writer, "thread_name", pid, tid, "name", &name, 0);
-    metadata(writer, "thread_sort_index", pid, tid, "sort_index", nullptr, tid);
+    metadata(*writer, "thread_name", pid, tid, "name", &name, 0);
+    metadata(*writer, "thread_sort_index", pid, tid, "sort_index", nullptr, tid);
     return tid;
 }
 
-void TraceWriter::_span(int pid, int tid, const std::string& name, double start, double end, long long value,
-                        const std::string& magnitudeName, const JSONData* magnitude) {
-    writer.startObject();
-    writer.appendLabel("name", true);
-    writer.appendString(name, false);
-    writer.appendLabel("ph", true);
-    writer.appendString("X", 1, true);
-    writer.appendLabel("ts", true);
-    writer.appendDouble((start - origin) * MICROSECONDS, TIME_PRECISION);
-    writer.appendLabel("dur", true);
-    writer.appendDouble(std::max(0.0, end - start) * MICROSECONDS, TIME_PRECISION);
-    writer.appendLabel("pid", true);
-    writer.appendInt(pid);
-    writer.appendLabel("tid", true);
-    writer.appendInt(tid);
-    writer.appendLabel("args", true);
-    writer.startObject();
-    writer.appendLabel("value", true);
-    writer.appendLong(value);
+void TraceWriter::_span(int pid, int tid, const std::string& name, double start, double end, const std::string& value,
+                        const std::string& magnitudeName, const std::string* magnitude) {
+    JsomWriter& w = *writer;
+    w.startObject();
+    w.appendLabel("name", true);
+    w.appendString(name, false);
+    w.appendLabel("ph", true);
+    w.appendString("X", 1, true);
+    w.appendLabel("ts", true);
+    w.appendDouble((start - origin) * MICROSECONDS, TIME_PRECISION);
+    w.appendLabel("dur", true);
+    w.appendDouble(std::max(0.0, end - start) * MICROSECONDS, TIME_PRECISION);
+    w.appendLabel("pid", true);
+    w.appendInt(pid);
+    w.appendLabel("tid", true);
+    w.appendInt(tid);
+    w.appendLabel("args", true);
+    w.startObject();
+    w.appendLabel("value", true);
+    appendNumber(w, value);
     if (magnitude) {
-        writer.appendLabel(magnitudeName.c_str(), static_cast<int>(magnitudeName.size()), false);
-        appendNumber(writer, magnitude);
+        w.appendLabel(magnitudeName.c_str(), static_cast<int>(magnitudeName.size()), false);
+        appendNumber(w, *magnitude);
     }
-    writer.endObject();
-    writer.endObject();
+    w.endObject();
+    w.endObject();
     ++counts.spans;
 }
 
 void TraceWriter::_sample(int pid, const std::string& name, const std::string& key, double time,
-                          const JSONData* value) {
-    writer.startObject();
-    writer.appendLabel("name", true);
-    writer.appendString(name, false);
-    writer.appendLabel("ph", true);
-    writer.appendString("C", 1, true);
-    writer.appendLabel("ts", true);
-    writer.appendDouble((time - origin) * MICROSECONDS, TIME_PRECISION);
-    writer.appendLabel("pid", true);
-    writer.appendInt(pid);
-    writer.appendLabel("args", true);
-    writer.startObject();
-    writer.appendLabel(key.c_str(), static_cast<int>(key.size()), false);
-    appendNumber(writer, value);
-    writer.endObject();
-    writer.endObject();
+                          const std::string& value) {
+    JsomWriter& w = *writer;
+    w.startObject();
+    w.appendLabel("name", true);
+    w.appendString(name, false);
+    w.appendLabel("ph", true);
+    w.appendString("C", 1, true);
+    w.appendLabel("ts", true);
+    w.appendDouble((time - origin) * MICROSECONDS, TIME_PRECISION);
+    w.appendLabel("pid", true);
+    w.appendInt(pid);
+    w.appendLabel("args", true);
+    w.startObject();
+    w.appendLabel(key.c_str(), static_cast<int>(key.size()), false);
+    appendNumber(w, value);
+    w.endObject();
+    w.endObject();
     ++counts.samples;
 }
 
@@ -143,85 +151,87 @@ std::string TraceWriter::_counterName(int pid, const std::string& label, const s
 }
 
 void TraceWriter::_writeStateSeries(const DictionaryResolver& resolver, const PlotSeries& series, int pid, double end) {
-    DictionaryResolver::Column state = resolver.column(series.columnDictionary, 1);
+    kestrel::JSOM columnDictionary;
+    if (!series.columnDictionary.empty()) {
+        columnDictionary.fromString(series.columnDictionary);
+    }
+    const kestrel::JSONData* columns = columnDictionary.node();
+    DictionaryResolver::Column state = resolver.column(columns, 1);
     DictionaryResolver::Column key;
     if (series.hasKey) {
-        key = resolver.column(series.columnDictionary, series.keyColumn());
+        key = resolver.column(columns, series.keyColumn());
     }
     std::string magnitudeName = "magnitude";
     if (series.hasMagnitude) {
-        DictionaryResolver::Column magnitude = resolver.column(series.columnDictionary, series.magnitudeColumn());
+        DictionaryResolver::Column magnitude = resolver.column(columns, series.magnitudeColumn());
         if (!magnitude.name.empty() && magnitude.name != "value") {
             magnitudeName = magnitude.name;
         }
     }
-    // One row per subplot key (a single row without keys), each in time order.
-    std::map<long long, std::vector<StatePoint>> rows;
-    const JSONData* data = series.data;
-    for (int i = 0; i < data->length(); ++i) {
-        const JSONData* point = data->getByIndex(i);
-        long long rowKey = series.hasKey ? point->getByIndex(2)->longValue() : 0;
-        rows[rowKey].push_back(StatePoint{series.origin + static_cast<double>(point->getByIndex(0)->doubleValue()),
-                                          point->getByIndex(1)->longValue(),
-                                          series.hasMagnitude ? point->getByIndex(series.magnitudeColumn()) : nullptr});
+    long long endState = series.endState.empty() ? -1 : series.values.find(series.endState);
+    // State names once per value, not once per span.
+    std::vector<std::string> names(series.values.size());
+    for (std::uint32_t v = 0; v < series.values.size(); ++v) {
+        names[v] = resolver.name(state, series.values[v].text);
     }
-    if (rows.empty() && !series.hasKey) {
-        rows[0]; // a state series without points still gets its (empty) track
-    }
-    auto earlier = [](const StatePoint& a, const StatePoint& b) { return a.time < b.time; };
-    for (auto& row : rows) {
-        std::vector<StatePoint>& points = row.second;
-        if (!std::is_sorted(points.begin(), points.end(), earlier)) {
-            std::stable_sort(points.begin(), points.end(), earlier);
-        }
-        std::string name = series.hasKey ? series.label + ": " + resolver.name(key, row.first) : series.label;
+    for (const PlotLane& lane : series.lanes) {
+        std::string name = series.hasKey ? series.label + ": " + resolver.name(key, series.keys[lane.key].text)
+                                         : series.label;
         int tid = _thread(pid, name);
-        for (size_t i = 0; i < points.size(); ++i) {
-            double spanEnd = i + 1 < points.size() ? points[i + 1].time : std::max(end, points[i].time);
-            _span(pid, tid, resolver.name(state, points[i].state), points[i].time, spanEnd, points[i].state,
-                  magnitudeName, points[i].magnitude);
+        std::size_t n = lane.size();
+        for (std::size_t i = 0; i < n; ++i) {
+            std::uint32_t v = lane.values[i];
+            if (static_cast<long long>(v) == endState) {
+                continue; // nothing until the next point
+            }
+            double start = seconds(series, lane.times[i]);
+            double spanEnd = i + 1 < n ? seconds(series, lane.times[i + 1]) : std::max(end, start);
+            _span(pid, tid, names[v], start, spanEnd, series.values[v].text, magnitudeName,
+                  series.hasMagnitude ? &series.magnitudes[lane.magnitudes[i]].text : nullptr);
         }
     }
 }
 
 void TraceWriter::_writeNumberSeries(const DictionaryResolver& resolver, const PlotSeries& series, int pid) {
-    DictionaryResolver::Column value = resolver.column(series.columnDictionary, 1);
+    kestrel::JSOM columnDictionary;
+    if (!series.columnDictionary.empty()) {
+        columnDictionary.fromString(series.columnDictionary);
+    }
+    DictionaryResolver::Column value = resolver.column(columnDictionary.node(), 1);
     std::string key = value.name.empty() ? "value" : value.name;
     std::string name = _counterName(pid, series.label, value.name);
-    const JSONData* data = series.data;
-    for (int i = 0; i < data->length(); ++i) {
-        const JSONData* point = data->getByIndex(i);
-        _sample(pid, name, key, series.origin + static_cast<double>(point->getByIndex(0)->doubleValue()),
-                point->getByIndex(1));
+    for (const PlotLane& lane : series.lanes) {
+        for (std::size_t i = 0; i < lane.size(); ++i) {
+            _sample(pid, name, key, seconds(series, lane.times[i]), series.values[lane.values[i]].text);
+        }
     }
 }
 
-TraceWriter::Counts TraceWriter::write(std::ostream& out, const std::vector<PlotDocument>& documents) {
-    double origin = 0.0;
+TraceWriter::Counts TraceWriter::finish() {
     bool anySeries = false;
     std::map<std::string, int> perSource;
-    for (const PlotDocument& document : documents) {
+    for (const Document& document : documents) {
         ++perSource[document.source];
         for (const PlotSeries& series : document.series) {
             origin = anySeries ? std::min(origin, series.origin) : series.origin;
             anySeries = true;
         }
     }
-    JsomWriter writer(&out);
-    writer.startObject();
-    writer.appendLabel("displayTimeUnit", true);
-    writer.appendString("ms", 2, true);
-    writer.appendLabel("otherData", true);
-    writer.startObject();
-    writer.appendLabel("timeOrigin", true);
-    writer.appendDouble(origin, 6);
-    writer.endObject();
-    writer.appendLabel("traceEvents", true);
-    writer.startArray();
-    TraceWriter trace(writer, origin);
-    for (size_t d = 0; d < documents.size(); ++d) {
-        const PlotDocument& document = documents[d];
-        DictionaryResolver resolver(document);
+    JsomWriter jsonWriter(&out);
+    writer = &jsonWriter;
+    jsonWriter.startObject();
+    jsonWriter.appendLabel("displayTimeUnit", true);
+    jsonWriter.appendString("ms", 2, true);
+    jsonWriter.appendLabel("otherData", true);
+    jsonWriter.startObject();
+    jsonWriter.appendLabel("timeOrigin", true);
+    jsonWriter.appendDouble(origin, 6);
+    jsonWriter.endObject();
+    jsonWriter.appendLabel("traceEvents", true);
+    jsonWriter.startArray();
+    for (std::size_t d = 0; d < documents.size(); ++d) {
+        Document& document = documents[d];
+        DictionaryResolver resolver(document.dictionaries);
         // With several documents, a group's process also names the document it belongs to.
         std::string suffix;
         if (documents.size() > 1) {
@@ -231,18 +241,19 @@ TraceWriter::Counts TraceWriter::write(std::ostream& out, const std::vector<Plot
             }
             suffix += "]";
         }
-        for (const PlotSeries& series : document.series) {
-            int pid =
-                trace._process(static_cast<int>(d), (series.group.empty() ? "(no group)" : series.group) + suffix);
+        for (PlotSeries& series : document.series) {
+            int pid = _process(static_cast<int>(d), (series.group.empty() ? "(no group)" : series.group) + suffix);
             if (series.isState) {
-                trace._writeStateSeries(resolver, series, pid, document.endTime);
+                _writeStateSeries(resolver, series, pid, document.summary.endTime);
             } else {
-                trace._writeNumberSeries(resolver, series, pid);
+                _writeNumberSeries(resolver, series, pid);
             }
+            series = PlotSeries(); // written: its memory goes
         }
     }
-    writer.end();
-    return trace.counts;
+    jsonWriter.end();
+    writer = nullptr;
+    return counts;
 }
 
 } // namespace viewer

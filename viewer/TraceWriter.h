@@ -3,7 +3,7 @@
 
 #include "kestrel/JsomWriter.h"
 #include "viewer/DictionaryResolver.h"
-#include "viewer/PlotDocument.h"
+#include "viewer/PlotDataSink.h"
 
 #include <iosfwd>
 #include <map>
@@ -21,11 +21,15 @@ namespace viewer {
  * the series' label (a series with subplot keys one thread per key, in ascending key order, named by the label
  * and the key's name), holding one complete event ("X") per state span, named by the state's name with the
  * value in "args". A span lasts from a point to the next point of its thread, the last one to the latest point
- * of the document. Every number series becomes a counter of its group's process with one sample ("C") per
- * point. Processes and threads are named by metadata events ("M") and sorted in document order. Times are in
- * microseconds from the earliest series origin of all documents.
+ * of the document; the span after a point in the series' "endState" is nothing and gets no event. Every number
+ * series becomes a counter of its group's process with one sample ("C") per point. Processes and threads are
+ * named by metadata events ("M") and sorted in document order. Times are in microseconds from the earliest
+ * series origin of all documents.
+ *
+ * The series are kept (their points compactly, about 12 bytes each) until finish(), which writes the trace:
+ * names come from dictionaries at the end of a document, and times count from the earliest origin of all.
  */
-class TraceWriter {
+class TraceWriter : public PlotDataSink {
 public:
     /// Counts of what was written, for the caller's report.
     struct Counts {
@@ -36,22 +40,37 @@ public:
         int counters = 0;
     };
 
-    static Counts write(std::ostream& out, const std::vector<PlotDocument>& documents);
+    explicit TraceWriter(std::ostream& out) : out(out) {}
+
+    void beginDocument(const std::string& source, int indexInSource) override;
+    void series(PlotSeries& series) override;
+    void dictionaries(const std::string& json) override;
+    void endDocument(const DocumentSummary& summary) override;
+    /// Writes the trace of every document read.
+    Counts finish();
 
 private:
-    TraceWriter(kestrel::JsomWriter& writer, double origin) : writer(writer), origin(origin) {}
+    struct Document {
+        std::string source;
+        int indexInSource = 0;
+        std::vector<PlotSeries> series;
+        std::vector<std::string> dictionaries;
+        DocumentSummary summary;
+    };
 
     int _process(int document, const std::string& name);
     int _thread(int pid, const std::string& name);
-    void _span(int pid, int tid, const std::string& name, double start, double end, long long value,
-               const std::string& magnitudeName, const kestrel::JSONData* magnitude);
-    void _sample(int pid, const std::string& name, const std::string& key, double time, const kestrel::JSONData* value);
+    void _span(int pid, int tid, const std::string& name, double start, double end, const std::string& value,
+               const std::string& magnitudeName, const std::string* magnitude);
+    void _sample(int pid, const std::string& name, const std::string& key, double time, const std::string& value);
     std::string _counterName(int pid, const std::string& label, const std::string& column);
     void _writeStateSeries(const DictionaryResolver& resolver, const PlotSeries& series, int pid, double end);
     void _writeNumberSeries(const DictionaryResolver& resolver, const PlotSeries& series, int pid);
 
-    kestrel::JsomWriter& writer;
-    double origin;
+    std::ostream& out;
+    std::vector<Document> documents;
+    kestrel::JsomWriter* writer = nullptr;
+    double origin = 0.0;
     Counts counts;
     std::map<std::pair<int, std::string>, int> processes;
     std::map<int, std::set<std::string>> counterNames;

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# End-to-end test of plotwright-view (it sits next to plotwright) on the example recording's conversion: the page
-# carries the document exactly as the converter wrote it (also two appended documents, and several inputs), the
-# trace equals the expected one, and bad input ends with status 1, one line on standard error and no output file.
+# End-to-end test of plotwright-view (it sits next to plotwright) on the example recording's conversion: the page's
+# manifest carries every document with all its points (also two appended documents, and several inputs), data
+# beyond the page's limit goes to its data folder, the trace equals the expected one, and bad input ends with
+# status 1, one line on standard error and no output file.
 set -uo pipefail
 . "$(dirname "$0")/common.bash"
 view=$(dirname "$bin")/plotwright-view
@@ -19,12 +20,12 @@ convert compact.conf compact.json
 convert pretty.conf sched-plot.json
 convert pretty.conf appended.json
 convert pretty.conf appended.json -a
-compact=$(tr -d '\n' <compact.json)
 
-# Prints the text between the marker element's opening tag line and its closing tag.
-element() {
-    sed -n "/<script id=\"$2\" type=\"application\/json\">/,/<\/script>/p" "$1" | sed '1d;$d' | tr -d '\n'
-}
+# The page's manifest; the points of each document in it; the points of a plot data file (arrays that start
+# with a number).
+manifest() { grep -o '<script id="plot-manifest" type="application/json">.*</script>' "$1"; }
+manifest_points() { manifest "$1" | grep -o '"index":[0-9]*,"points":[0-9]*' | sed 's/.*"points"://' | tr '\n' ' '; }
+points() { grep -o '\[[-0-9]' "$1" | wc -l; }
 
 # view <name> args...: runs plotwright-view, which must succeed silently.
 view() {
@@ -37,16 +38,34 @@ view() {
 }
 
 view html -o sched-plot.html sched-plot.json
-[ "$(element sched-plot.html plot-data)" = "[$compact]" ] || fail "the page's data is not the document as read"
-[ "$(element sched-plot.html plot-sources)" = '["sched-plot.json"]' ] || fail "the page's sources: $(element sched-plot.html plot-sources)"
+n=$(points compact.json)
+[ "$(manifest_points sched-plot.html)" = "$n " ] || fail "the page's points: $(manifest_points sched-plot.html), not $n"
+manifest sched-plot.html | grep -qF '"sources":["sched-plot.json"]' || fail "the page's sources"
+manifest sched-plot.html | grep -qF '"folder":"sched-plot_files"' || fail "the page's data folder name"
+[ "$(grep -c '<script type="text/plain" id="pw-c' sched-plot.html)" -ge 1 ] || fail "no data chunks in the page"
+[ ! -e sched-plot_files ] || fail "a data folder for a small page"
 ! grep -q '@PLOTWRIGHT_' sched-plot.html || fail "a marker is left in the page"
 view stdout sched-plot.json
-cmp -s stdout.out sched-plot.html || fail "the page on standard output differs from the one written with -o"
+cmp -s <(sed 's/"folder":"[^"]*"//' stdout.out) <(sed 's/"folder":"[^"]*"//' sched-plot.html) ||
+    fail "the page on standard output differs from the one written with -o"
 
 view appended -f html -o appended.html appended.json compact.json
-[ "$(element appended.html plot-data)" = "[$compact,$compact,$compact]" ] ||
-    fail "two appended documents and a second input are not the page's three documents"
-[ "$(element appended.html plot-sources)" = '["appended.json","compact.json"]' ] || fail "sources of several inputs"
+[ "$(manifest_points appended.html)" = "$n $n $n " ] ||
+    fail "two appended documents and a second input are not the page's three documents: $(manifest_points appended.html)"
+manifest appended.html | grep -qF '"sources":["appended.json","compact.json"]' || fail "sources of several inputs"
+
+# With no room in the page, all data goes to script files beside it; a later page without them removes them,
+# but a folder that holds other files is left alone and reported.
+view folder -m 0 -a -o sched-plot.html sched-plot.json
+[ -s sched-plot_files/c0.js ] && grep -q '^plotwrightChunk(0,"' sched-plot_files/c0.js || fail "no data folder"
+! grep -q '<script type="text/plain" id="pw-c' sched-plot.html || fail "chunks in the page with -m 0"
+manifest sched-plot.html | grep -qF '"align":true' || fail "-a is not the page's default"
+view replaced -o sched-plot.html sched-plot.json
+[ ! -e sched-plot_files ] || fail "the data folder of an older page is left"
+mkdir sched-plot_files && touch sched-plot_files/notes.txt
+"$view" -o sched-plot.html sched-plot.json 2>stderr && fail "a folder of other files was replaced"
+grep -qF "cannot replace sched-plot_files: it holds other files" stderr || fail "message: $(cat stderr)"
+rm -r sched-plot_files
 
 view trace -f trace -o sched-trace.json sched-plot.json
 cmp -s sched-trace.json "$expected/sched-trace.json" ||
@@ -84,6 +103,7 @@ expect_error "cannot open missing.json: No such file or directory" missing.json
 expect_error "cannot read out: it is a directory" out
 expect_error "unknown format \"svg\"" -f svg sched-plot.json
 expect_error "no input given" -f trace
+expect_error "-m wants a number of megabytes" -m lots sched-plot.json
 "$view" -o missing-dir/page.html sched-plot.json 2>stderr
 [ $? -eq 1 ] && grep -qF "cannot create missing-dir/page.html" stderr || fail "an output in a missing folder: $(cat stderr)"
 "$view" -h >help.txt 2>&1 && grep -q "Usage: plotwright-view" help.txt || fail "-h"

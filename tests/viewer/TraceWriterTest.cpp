@@ -1,5 +1,4 @@
 #include "viewer/TraceWriter.h"
-#include "viewer/PlotDataReader.h"
 
 #include "kestrel/JSOM.h"
 
@@ -7,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <sstream>
 #include <string>
@@ -14,7 +14,6 @@
 
 using kestrel::JSOM;
 using viewer::PlotDataReader;
-using viewer::PlotDocument;
 using viewer::TraceWriter;
 
 namespace {
@@ -29,13 +28,18 @@ struct Event {
     JSOM args;
 };
 
-// Writes the documents as a trace and reads the trace back with the project's parser.
-std::vector<Event> traceOf(const std::vector<PlotDocument>& documents, TraceWriter::Counts& counts) {
+// Writes the text's documents as a trace and reads the trace back with the project's parser.
+std::vector<Event> traceOf(const std::string& text, TraceWriter::Counts& counts, std::string* json = nullptr) {
     std::ostringstream out;
-    counts = TraceWriter::write(out, documents);
-    JSOM trace;
-    EXPECT_FALSE(trace.fromString(out.str()).isError()) << out.str();
-    JSOM events = trace["traceEvents"];
+    TraceWriter trace(out);
+    PlotDataReader::readText(text, "two.json", trace);
+    counts = trace.finish();
+    if (json) {
+        *json = out.str();
+    }
+    JSOM parsed;
+    EXPECT_FALSE(parsed.fromString(out.str()).isError()) << out.str();
+    JSOM events = parsed["traceEvents"];
     std::vector<Event> result;
     for (int i = 0; i < events.size(); ++i) {
         JSOM e = events[i];
@@ -61,23 +65,21 @@ std::map<int, std::string> names(const std::vector<Event>& events, const char* k
 } // namespace
 
 TEST(TraceWriterTest, OneCompleteEventPerStateSpanAndOneSamplePerPoint) {
-    std::vector<PlotDocument> documents = PlotDataReader::readText(VIEWER_TEST_DOCUMENT, "test.json");
     TraceWriter::Counts counts;
-    std::vector<Event> events = traceOf(documents, counts);
+    std::vector<Event> events = traceOf(VIEWER_TEST_DOCUMENT, counts);
 
-    std::map<int, std::string> processes = names(events, "process_name");
-    std::map<int, std::string> threads = names(events, "thread_name");
-    EXPECT_EQ((std::map<int, std::string>{{1, "CPUs"}, {2, "Tasks"}}), processes);
+    EXPECT_EQ((std::map<int, std::string>{{1, "CPUs"}, {2, "Tasks"}}), names(events, "process_name"));
     // Subplot keys become threads in ascending key order, named through the key column's dictionary.
-    EXPECT_EQ((std::map<int, std::string>{{1, "CPU 0"}, {2, "Waits: sh"}, {3, "Waits: ls"}}), threads);
+    EXPECT_EQ((std::map<int, std::string>{{1, "CPU 0"}, {2, "Waits: sh"}, {3, "Waits: ls"}}),
+              names(events, "thread_name"));
 
     std::vector<Event> spans;
     std::vector<Event> samples;
     for (const Event& e : events) {
-        (e.ph == "X" ? spans : samples).push_back(e);
+        if (e.ph == "X" || e.ph == "C") {
+            (e.ph == "X" ? spans : samples).push_back(e);
+        }
     }
-    samples.erase(std::remove_if(samples.begin(), samples.end(), [](const Event& e) { return e.ph != "C"; }),
-                  samples.end());
     ASSERT_EQ(6u, spans.size());
     EXPECT_EQ(6, counts.spans);
     ASSERT_EQ(2u, samples.size());
@@ -87,12 +89,11 @@ TEST(TraceWriterTest, OneCompleteEventPerStateSpanAndOneSamplePerPoint) {
     // (0.75 s, a number series'), times in microseconds from the series origin.
     const char* cpuNames[] = {"sh", "0", "ls"};
     const double cpuStarts[] = {0, 250000, 500000};
-    const double cpuLengths[] = {250000, 250000, 250000};
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(1, spans[i].tid);
         EXPECT_EQ(cpuNames[i], spans[i].name);
         EXPECT_DOUBLE_EQ(cpuStarts[i], spans[i].ts);
-        EXPECT_DOUBLE_EQ(cpuLengths[i], spans[i].dur);
+        EXPECT_DOUBLE_EQ(250000, spans[i].dur);
     }
     EXPECT_EQ(7, spans[0].args["value"].longValue(-1));
 
@@ -114,39 +115,40 @@ TEST(TraceWriterTest, OneCompleteEventPerStateSpanAndOneSamplePerPoint) {
     EXPECT_DOUBLE_EQ(750000, samples[1].ts);
 }
 
-TEST(TraceWriterTest, DocumentsKeepTheirOwnProcessesAndCountersTheirOwnNames) {
+TEST(TraceWriterTest, EndStatesAreNothingAndDocumentsKeepTheirOwnProcesses) {
     const std::string first = R"([
         {"label": "CPU 0", "group": "g", "time": 10, "type": "long", "data": [[0, 1]],
          "columnDictionary": {"type": "map", "map": {"prio": {"column": 1}}}},
         {"label": "CPU 0", "group": "g", "time": 10, "type": "long", "data": [[0, 2]],
          "columnDictionary": {"type": "map", "map": {"pid": {"column": 1}}}},
-        {"label": "CPU 0", "group": "g", "time": 10, "type": "long", "data": [[0, 3]]},
-        {"label": "t", "time": 10, "type": "state", "data": [[1, 5], [1, 6]]}])";
+        {"label": "CPU 0", "group": "g", "time": 10, "type": "long", "data": [[0, 18446744073709551615]]},
+        {"label": "t", "time": 10, "type": "state", "data": [[1, 5], [1, 6]]},
+        {"label": "irq", "time": 10, "type": "state", "endState": 224,
+         "data": [[0, 224], [0.5, 33], [0.500006, 224], [0.75, 34], [0.8, 224]]}])";
     const std::string second = R"([{"label": "CPU 0", "group": "g", "time": 8, "type": "long", "data": [[0.5, 4]]}])";
-    std::vector<PlotDocument> documents = PlotDataReader::readText(first + second, "two.json");
     TraceWriter::Counts counts;
-    std::vector<Event> events = traceOf(documents, counts);
+    std::string json;
+    std::vector<Event> events = traceOf(first + second, counts, &json);
 
-    std::map<int, std::string> processes = names(events, "process_name");
     EXPECT_EQ(
         (std::map<int, std::string>{{1, "g [two.json #1]"}, {2, "(no group) [two.json #1]"}, {3, "g [two.json #2]"}}),
-        processes);
+        names(events, "process_name"));
     std::vector<std::string> counters;
+    std::vector<std::string> spans;
     for (const Event& e : events) {
         if (e.ph == "C") {
             counters.push_back(e.name + "@" + std::to_string(e.pid) + "@" + std::to_string(static_cast<long>(e.ts)));
+        } else if (e.ph == "X") {
+            spans.push_back(e.name + "@" + std::to_string(static_cast<long>(e.ts)) + "+" +
+                            std::to_string(static_cast<long>(e.dur)));
         }
     }
     // Times count from the earliest origin of all documents (8 s).
     EXPECT_EQ(
         (std::vector<std::string>{"CPU 0@1@2000000", "CPU 0 (pid)@1@2000000", "CPU 0 #2@1@2000000", "CPU 0@3@500000"}),
         counters);
-    // Two points at the same time make a span of length 0 and one to the document's end.
-    std::vector<double> lengths;
-    for (const Event& e : events) {
-        if (e.ph == "X") {
-            lengths.push_back(e.dur);
-        }
-    }
-    EXPECT_EQ((std::vector<double>{0, 0}), lengths);
+    EXPECT_NE(std::string::npos, json.find("18446744073709551615")); // written exactly
+    // Two points at the same time make a span of length 0 and one to the document's end; the end state's
+    // spans are nothing: only the IRQs 33 (6 us) and 34 are slices.
+    EXPECT_EQ((std::vector<std::string>{"5@3000000+0", "6@3000000+0", "33@2500000+6", "34@2750000+50000"}), spans);
 }

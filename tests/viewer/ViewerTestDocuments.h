@@ -1,6 +1,11 @@
 #ifndef TESTS_VIEWER_VIEWERTESTDOCUMENTS_H
 #define TESTS_VIEWER_VIEWERTESTDOCUMENTS_H
 
+#include "viewer/PlotDataReader.h"
+
+#include <string>
+#include <vector>
+
 // A small plot data document in the converter's layout: a state series whose states are thread ids named
 // through a scoped dictionary that extends the unscoped thread names, a state series with subplot keys and
 // magnitudes whose column names come from the shared column dictionary, and a number series.
@@ -22,5 +27,34 @@ static const char* const VIEWER_TEST_DOCUMENT = R"([
  {"type": "dictionaries", "dictionaries": {
    "common_tid": {"type": "map", "map": {"7": {"label": "sh"}, "9": {"pid": 7, "label": "ls"}, "12": "cat"}}}}
 ])";
+
+// Keeps what the reader hands over, document by document.
+struct CollectedDocument {
+    std::string source;
+    int indexInSource = 0;
+    std::vector<viewer::PlotSeries> series;
+    std::vector<std::string> dictionaries;
+    viewer::PlotDataSink::DocumentSummary summary;
+};
+
+class CollectingSink : public viewer::PlotDataSink {
+public:
+    std::vector<CollectedDocument> documents;
+
+    void beginDocument(const std::string& source, int indexInSource) override {
+        documents.emplace_back();
+        documents.back().source = source;
+        documents.back().indexInSource = indexInSource;
+    }
+    void series(viewer::PlotSeries& series) override { documents.back().series.push_back(std::move(series)); }
+    void dictionaries(const std::string& json) override { documents.back().dictionaries.push_back(json); }
+    void endDocument(const DocumentSummary& summary) override { documents.back().summary = summary; }
+
+    static std::vector<CollectedDocument> read(const std::string& text, const std::string& source = "test.json") {
+        CollectingSink sink;
+        viewer::PlotDataReader::readText(text, source, sink);
+        return std::move(sink.documents);
+    }
+};
 
 #endif

@@ -1,73 +1,117 @@
-// Benchmark of plotwright-view's work on a large document shaped like a busy scheduler recording's conversion:
-// per CPU the running task (a state series named through the thread dictionary) and the priority of the task
-// switched to (a number series), plus the thread dictionaries. It writes the document, then times reading it,
-// writing the page and writing the trace, each as a ratio to the time the JSON parser alone takes to read the
-// same text in the same run.
-// Usage: viewbench [points, default 1200000] [folder, default build/viewbench]
+// Writer-made plot data for the viewer's benchmark (tools/viewbench/run.sh): a document shaped like a busy
+// scheduler recording's conversion, of any size. Per CPU the running task (a state series named through the
+// thread dictionary, 0 the idle task and end state) and per thread the CPU it was woken on (a number series),
+// plus the thread dictionaries. The same arguments always give the same bytes.
+// Usage: viewbench make POINTS FILE [CPUS]
 
-#include "kestrel/JSONData.h"
 #include "kestrel/JsomWriter.h"
-#include "viewer/PageWriter.h"
-#include "viewer/PlotDataReader.h"
-#include "viewer/TraceWriter.h"
 
-#include <sys/stat.h>
-
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iostream>
-#include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
-const int CPUS = 8;
-const int THREADS = 2000;
+const int THREADS = 400;
+const int FIRST_TID = 1000;
 
-void writeDocument(const std::string& path, long points) {
+void writeDocument(const std::string& path, long long points, int cpus) {
     std::ofstream file(path, std::ios::binary);
     kestrel::JsomWriter writer(&file);
     writer.startArray();
-    long perSeries = points / (2 * CPUS);
-    unsigned seed = 12345;
+    unsigned long long seed = 0x9E3779B97F4A7C15ULL;
     auto next = [&seed]() {
-        seed = seed * 1103515245u + 12345u;
-        return (seed >> 8) & 0xffff;
+        seed ^= seed << 13;
+        seed ^= seed >> 7;
+        seed ^= seed << 17;
+        return seed;
     };
-    for (int kind = 0; kind < 2; ++kind) {
-        for (int cpu = 0; cpu < CPUS; ++cpu) {
-            std::string label = "CPU " + std::to_string(cpu);
-            writer.startObject();
-            writer.appendLabel("label", true);
-            writer.appendString(label, false);
-            writer.appendLabel("columnDictionary", true);
-            const char* columns = kind == 0 ? "{\"type\":\"map\",\"map\":{\"next_pid\":{\"column\":1,"
-                                              "\"dataDictionary\":{\"scope\":\"plotwright\",\"dictionary\":"
-                                              "\"common_pid\"}}}}"
-                                            : "{\"type\":\"map\",\"map\":{\"next_prio\":{\"column\":1}}}";
-            writer.appendJsonValue(columns, static_cast<int>(std::strlen(columns)));
-            writer.appendLabel("group", true);
-            writer.appendString("Scheduler per CPU", false);
-            writer.appendLabel("time", true);
-            writer.appendDouble(1990.646388, 6);
-            writer.appendLabel("type", true);
-            writer.appendString(kind == 0 ? "state" : "long", false);
-            writer.appendLabel("data", true);
+    // Half the points are context switches (state series per CPU), half are wakeups (number series per thread),
+    // most of them of two busy threads, as in a pipe benchmark.
+    long long perCpu = points / 2 / cpus;
+    std::vector<std::vector<std::pair<long long, int>>> wakeups(THREADS);
+    for (int cpu = 0; cpu < cpus; ++cpu) {
+        std::string label = "CPU " + std::to_string(cpu);
+        writer.startObject();
+        writer.appendLabel("label", true);
+        writer.appendString(label, false);
+        writer.appendLabel("pivot", true);
+        writer.startObject();
+        writer.appendLabel("common_cpu", true);
+        writer.appendLong(cpu);
+        writer.endObject();
+        const char* columns = "{\"type\":\"map\",\"map\":{\"next_pid\":{\"column\":1,\"dataDictionary\":"
+                              "{\"scope\":\"plotwright\",\"dictionary\":\"common_pid\"}}}}";
+        writer.appendLabel("columnDictionary", true);
+        writer.appendJsonValue(columns, static_cast<int>(std::strlen(columns)));
+        writer.appendLabel("group", true);
+        writer.appendString("Task running on each CPU", false);
+        writer.appendLabel("endState", true);
+        writer.appendLong(0);
+        writer.appendLabel("info", true);
+        std::string info = "{\"common_cpu\":" + std::to_string(cpu) + ",\"State\":\"next_pid\"}";
+        writer.appendJsonValue(info.c_str(), static_cast<int>(info.size()));
+        writer.appendLabel("time", true);
+        writer.appendDouble(1990.646388, 6);
+        writer.appendLabel("type", true);
+        writer.appendString("state", false);
+        writer.appendLabel("data", true);
+        writer.startArray();
+        long long micros = 0;
+        for (long long i = 0; i < perCpu; ++i) {
+            unsigned long long r = next();
+            micros += 1 + static_cast<long long>(r % 9);
+            int thread = (r >> 8) % 16 == 0 ? static_cast<int>((r >> 12) % THREADS) : static_cast<int>(cpu % 2);
+            int task = (r >> 20) % 5 == 0 ? 0 : FIRST_TID + thread;
             writer.startArray();
-            double time = 0;
-            for (long i = 0; i < perSeries; ++i) {
-                time += (1 + next() % 400) * 1e-6;
-                writer.startArray();
-                writer.appendDouble(time, 6);
-                writer.appendLong(kind == 0 ? (next() % 4 == 0 ? 0 : 100 + next() % THREADS) : 100 + next() % 40);
-                writer.endArray();
-            }
+            writer.appendDouble(static_cast<double>(micros) * 1e-6, 6);
+            writer.appendLong(task);
             writer.endArray();
-            writer.endObject();
+            if (task != 0) {
+                wakeups[static_cast<size_t>(thread)].emplace_back(micros, cpu);
+            }
         }
+        writer.endArray();
+        writer.endObject();
+    }
+    for (int thread = 0; thread < THREADS; ++thread) {
+        if (wakeups[static_cast<size_t>(thread)].empty()) {
+            continue;
+        }
+        writer.startObject();
+        writer.appendLabel("label", true);
+        writer.appendString("worker-" + std::to_string(thread % 50), false);
+        writer.appendLabel("pivot", true);
+        writer.startObject();
+        writer.appendLabel("pid", true);
+        writer.appendLong(FIRST_TID + thread);
+        writer.endObject();
+        writer.appendLabel("group", true);
+        writer.appendString("CPU chosen for woken threads", false);
+        writer.appendLabel("info", true);
+        const char* field = "{\"Trace Field\":\"target_cpu\"}";
+        writer.appendJsonValue(field, static_cast<int>(std::strlen(field)));
+        writer.appendLabel("time", true);
+        writer.appendDouble(1990.646388, 6);
+        writer.appendLabel("type", true);
+        writer.appendString("long", false);
+        writer.appendLabel("data", true);
+        writer.startArray();
+        std::vector<std::pair<long long, int>>& points = wakeups[static_cast<size_t>(thread)];
+        std::sort(points.begin(), points.end());
+        for (const std::pair<long long, int>& point : points) {
+            writer.startArray();
+            writer.appendDouble(static_cast<double>(point.first) * 1e-6, 6);
+            writer.appendLong(point.second);
+            writer.endArray();
+        }
+        std::vector<std::pair<long long, int>>().swap(points);
+        writer.endArray();
+        writer.endObject();
     }
     writer.startObject();
     writer.appendLabel("type", true);
@@ -80,12 +124,12 @@ void writeDocument(const std::string& path, long points) {
     writer.appendString("map", false);
     writer.appendLabel("map", true);
     writer.startObject();
-    for (int tid = 100; tid < 100 + THREADS; ++tid) {
-        std::string key = std::to_string(tid);
+    for (int thread = 0; thread < THREADS; ++thread) {
+        std::string key = std::to_string(FIRST_TID + thread);
         writer.appendLabel(key.c_str(), true);
         writer.startObject();
         writer.appendLabel("label", true);
-        writer.appendString("worker-" + key, false);
+        writer.appendString("worker-" + std::to_string(thread % 50), false);
         writer.endObject();
     }
     writer.end();
@@ -94,55 +138,15 @@ void writeDocument(const std::string& path, long points) {
             "\"extends\":{\"dictionary\":\"common_tid\"},\"map\":{}}}}]\n";
 }
 
-double secondsSince(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 } // namespace
 
 int main(int argc, char* argv[]) {
-    long points = argc > 1 ? std::atol(argv[1]) : 1200000;
-    std::string folder = argc > 2 ? argv[2] : "build/viewbench";
-    mkdir(folder.c_str(), 0777);
-    std::string input = folder + "/large-plot.json";
-    writeDocument(input, points);
-
-    std::ifstream in(input, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    std::string bytes = text.str();
-
-    // The reference: the parser alone on the first document (the page needs the tree, so it is kept until
-    // the end, as the program keeps its documents).
-    kestrel::JSONData* tree = new kestrel::JSONData;
-    const char* p = bytes.c_str();
-    auto start = std::chrono::steady_clock::now();
-    tree->setFromJsonString(p);
-    double parse = secondsSince(start);
-
-    start = std::chrono::steady_clock::now();
-    std::vector<viewer::PlotDocument> documents = viewer::PlotDataReader::readFile(input);
-    double read = secondsSince(start);
-
-    start = std::chrono::steady_clock::now();
-    {
-        std::ofstream page(folder + "/large-plot.html", std::ios::binary);
-        viewer::PageWriter::write(page, documents, {input});
+    if (argc < 4 || std::strcmp(argv[1], "make") != 0) {
+        std::fprintf(stderr, "usage: viewbench make POINTS FILE [CPUS]\n");
+        return 2;
     }
-    double html = secondsSince(start);
-
-    start = std::chrono::steady_clock::now();
-    {
-        std::ofstream trace(folder + "/large-trace.json", std::ios::binary);
-        viewer::TraceWriter::write(trace, documents);
-    }
-    double traced = secondsSince(start);
-
-    tree->release();
-    std::printf("document: %s, %zu bytes, %lld points\n", input.c_str(), bytes.size(), documents[0].points);
-    std::printf("parse alone (reference): %.3f s\n", parse);
-    std::printf("read and check:          %.3f s  (%.2f x parse)\n", read, read / parse);
-    std::printf("write page:              %.3f s  (%.2f x parse)\n", html, html / parse);
-    std::printf("write trace:             %.3f s  (%.2f x parse)\n", traced, traced / parse);
+    long long points = std::atoll(argv[2]);
+    int cpus = argc > 4 ? std::atoi(argv[4]) : 2;
+    writeDocument(argv[3], points, cpus < 1 ? 1 : cpus);
     return 0;
 }

@@ -1,7 +1,8 @@
 // Opens pages written by plotwright-view in headless Chromium and uses them as a person would: rows and
-// labels, tooltips with dictionary names, zoom and pan, the row filter; every page must load without a
-// console error and without a single request beyond its own file. Also writes docs/viewer.png of the
-// example page and reports the time the large generated document takes to its first drawing.
+// labels, tooltips with dictionary names, zoom and pan, the row filter, the numbers of a selected range, short
+// events seen in the pixels; every page must load without a console error and without a single request beyond
+// its own file and its data folder. Also writes docs/viewer.png of the example page and reports the time the
+// large generated document takes to its first drawing.
 // Usage: node page.test.js <plotwright-view> <plotwright> <source dir>
 'use strict';
 const { test, before, after } = require('node:test');
@@ -27,9 +28,9 @@ const pages = {};
 
 // The inputs lie in the scratch folder and are named relative to it, so that the page (and the screenshot
 // made of it) shows the same file names on every run.
-function makePage(name, inputs) {
+function makePage(name, inputs, options) {
   const out = path.join(work, name + '.html');
-  execFileSync(viewBin, ['-o', out, ...inputs.map((p) => path.relative(work, p))], { cwd: work, stdio: ['ignore', 'inherit', 'inherit'] });
+  execFileSync(viewBin, [...(options || []), '-o', out, ...inputs.map((p) => path.relative(work, p))], { cwd: work, stdio: ['ignore', 'inherit', 'inherit'] });
   return out;
 }
 
@@ -65,6 +66,8 @@ function writeCrafted() {
       data: [[0.5, 7, 101, 2.5], [1.5, 8, 102, 4], [2, 9, 101, 1]],
     },
     { label: 'Queue depth', columnDictionary: { type: 'map', map: { depth: { column: 1 } } }, group: 'Numbers', info: {}, hints: { style: 'line' }, time: 100, type: 'long', data: [[0, 3], [5, 9], [10, 1]] },
+    { label: 'sleep', pivot: { common_tid: 'BIG1' }, group: 'Numbers', info: { 'Trace Field': 'prev_state' }, time: 100, type: 'long', data: [[1, 'BIG1']] },
+    { label: 'sleep', pivot: { common_tid: 'BIG2' }, group: 'Numbers', info: { 'Trace Field': 'prev_state' }, time: 100, type: 'long', data: [[2, 1]] },
     {
       type: 'dictionaries', scope: 'plotwright', dictionaries: {
         statePlotColumns: { type: 'map', map: { state: { label: 'State' }, inner_pivot: { label: 'Subplot' }, magnitude: { label: 'Y-Axis' } } },
@@ -83,7 +86,8 @@ function writeCrafted() {
     group: 'Cores', time: 100, type: 'state', data: [[0, 101], [2, 102]],
   }];
   const a = path.join(work, 'crafted.json'), b = path.join(work, 'second.json');
-  fs.writeFileSync(a, JSON.stringify(first, null, 1));
+  // 64-bit integers, which JSON.stringify cannot write exactly.
+  fs.writeFileSync(a, JSON.stringify(first, null, 1).replace(/"BIG1"/g, '18446744073709551615').replace(/"BIG2"/g, '18446744073709551614'));
   fs.writeFileSync(b, JSON.stringify(second));
   return [a, b];
 }
@@ -94,9 +98,11 @@ async function open(file, viewport) {
   const page = await context.newPage();
   if (viewport) await page.setViewportSize(viewport);
   const trouble = [];
-  page.on('console', (m) => { if (m.type() === 'error' || m.type() === 'warning') trouble.push('console ' + m.type() + ': ' + m.text()); });
+  // (The tests' own reading of the canvas draws a warning about readbacks: not the page's.)
+  page.on('console', (m) => { if ((m.type() === 'error' || m.type() === 'warning') && !/willReadFrequently/.test(m.text())) trouble.push('console ' + m.type() + ': ' + m.text()); });
   page.on('pageerror', (e) => trouble.push('page error: ' + e.message));
-  page.on('request', (r) => { if (r.url() !== 'file://' + file) trouble.push('request: ' + r.url()); });
+  const folder = 'file://' + file.replace(/\.[^./]*$/, '') + '_files/';
+  page.on('request', (r) => { if (r.url() !== 'file://' + file && !r.url().startsWith(folder)) trouble.push('request: ' + r.url()); });
   const began = Date.now();
   await page.goto('file://' + file);
   await page.waitForFunction(() => document.documentElement.dataset.firstDrawMs, null, { timeout: 180000 });
@@ -120,10 +126,34 @@ async function hover(page, lane, time) {
   return page.$eval('#tooltip', (t) => t.innerText);
 }
 
+// A row of 1 us spans (state 33; 0, the end state, between them) every second over 100 s; a row of bursts
+// of 50 such spans of two alternating states (44, 45) in the middle of every second, 10,000 points, drawn
+// from its overview at full view; a number row.
+function writeShortEvents() {
+  const irq = [], burst = [], load = [];
+  for (let k = 0; k < 100; k++) {
+    irq.push([k, 33], [k + 1e-6, 0]);
+    for (let j = 0; j < 50; j++) burst.push([k + 0.5 + j * 2e-6, 44 + (j % 2)], [k + 0.5 + j * 2e-6 + 1e-6, 0]);
+    load.push([k, k % 7], [k + 0.5, 10 + (k % 3)]);
+  }
+  const doc = [
+    { label: 'IRQ', group: 'Short', endState: 0, time: 5, type: 'state', data: irq },
+    { label: 'Bursts', group: 'Short', endState: 0, time: 5, type: 'state', data: burst },
+    { label: 'Load', group: 'Short', time: 5, type: 'long', data: load },
+  ];
+  const file = path.join(work, 'short.json');
+  fs.writeFileSync(file, JSON.stringify(doc));
+  return { file: file, doc: doc };
+}
+
 before(async () => {
   assert.ok(fs.existsSync(viewBin), 'no plotwright-view at ' + viewBin);
   pages.example = makePage('example', [convertExample()]);
   pages.crafted = makePage('crafted', writeCrafted());
+  pages.short = writeShortEvents();
+  pages.short.page = makePage('short', [pages.short.file]);
+  // The same page with all its data in script files beside it.
+  pages.short.beside = makePage('short-beside', [pages.short.file], ['-m', '0']);
   context = await chromium.launchPersistentContext(path.join(work, 'profile'), {
     executablePath: CHROMIUM, headless: true, offline: true, viewport: { width: 1400, height: 900 },
     args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
@@ -136,7 +166,7 @@ after(async () => {
   fs.rmSync(work, { recursive: true, force: true });
 });
 
-test('example page: one row per series under its group, foldable, and the screenshot', async () => {
+test('example page: one row per series under its group, labels that tell rows apart, and the screenshot', async () => {
   const { page, trouble } = await open(pages.example, { width: 1400, height: 1500 });
   const doc = JSON.parse(fs.readFileSync(path.join(work, 'sched-plot.json'), 'utf8')).filter((o) => o.type !== 'dictionaries');
   const rows = await page.$$eval('.row', (rs) => rs.map((r) => ({ index: Number(r.dataset.seriesIndex), label: r.dataset.label, group: r.closest('.group').dataset.group })));
@@ -148,6 +178,13 @@ test('example page: one row per series under its group, foldable, and the screen
   assert.deepEqual(rows.map((r) => r.index).sort((a, b) => a - b), doc.map((_, i) => i));
   assert.deepEqual(await page.$$eval('.group-heading .name', (h) => h.map((x) => x.textContent)), ['Scheduler per CPU', 'Scheduler per task', 'Wakeups']);
 
+  // Pivoted rows say what they plot; threads of one name get their thread id.
+  const labels = await page.$$eval('.row > .lane:first-child .lane-label', (ls) => ls.map((l) => l.innerText.replace(/\s+/g, ' ').trim()));
+  assert.ok(labels.some((l) => l.startsWith('CPU 0 next_prio')), labels.join(' | '));
+  assert.ok(labels.some((l) => l.startsWith('CPU 0 next_pid')), labels.join(' | '));
+  const sleeps = labels.filter((l) => l.startsWith('sleep'));
+  assert.ok(sleeps.length >= 2 && sleeps.every((l) => /^sleep \d+ prev_state/.test(l)) && new Set(sleeps).size === sleeps.length, sleeps.join(' | '));
+
   // The CPU state rows name the task through the process dictionary.
   const cpu0 = doc.findIndex((o) => o.type === 'state' && o.label === 'CPU 0');
   const point = doc[cpu0].data.findIndex((p, i) => p[1] === 2661 && doc[cpu0].data[i + 1]);
@@ -156,7 +193,6 @@ test('example page: one row per series under its group, foldable, and the screen
   assert.match(tip, /CPU 0/);
   assert.match(tip, /sh \(2661\)/);
 
-  // Wait and wake sub-rows, and a number row with its range.
   const wait = await page.$$eval('.row.state .lane.sub', (l) => l.length);
   assert.ok(wait > 3, 'sub-rows of the wait and wake plot: ' + wait);
 
@@ -177,11 +213,14 @@ test('example page: one row per series under its group, foldable, and the screen
   await page.close();
 });
 
-test('crafted documents: dictionary names through extends, sub-rows, magnitudes, numbers, escaping', async () => {
+test('crafted documents: names through extends, sub-rows, magnitudes, numbers, 64-bit keys, escaping, alignment', async () => {
   const { page, trouble } = await open(pages.crafted);
   const rows = await page.$$eval('.row', (rs) => rs.map((r) => [r.dataset.seriesIndex, r.dataset.label]));
-  assert.deepEqual(rows.sort(), [['0', 'Task on core'], ['1', 'Locks </script><b>held</b>'], ['2', 'Queue depth'], ['3', 'Other run']]);
+  assert.deepEqual(rows.sort(), [['0', 'Task on core'], ['1', 'Locks </script><b>held</b>'], ['2', 'Queue depth'], ['3', 'sleep'], ['4', 'sleep'], ['5', 'Other run']]);
   assert.equal(await page.$$eval('b', (b) => b.length), 0);
+  // Two rows named alike get their pivot keys, exactly; so does the value shown as the maximum.
+  assert.deepEqual(await page.$$eval('.row[data-label="sleep"] .name', (l) => l.map((x) => x.firstChild.textContent)), ['sleep 18446744073709551615', 'sleep 18446744073709551614']);
+  assert.equal(await page.$eval('.row[data-series-index="3"] .range .max', (x) => x.textContent), '18446744073709551615');
 
   const task = await page.$('.row[data-series-index="0"] .lane');
   let tip = await hover(page, task, 2);
@@ -191,9 +230,9 @@ test('crafted documents: dictionary names through extends, sub-rows, magnitudes,
   tip = await hover(page, task, 4.5);
   assert.match(tip, /beta \(102\)/);
   assert.match(tip, /span: 3 s/);
-  // The last span lasts to the end of the document's data (10 s, the number series' last point).
+  // From 6 s on the task is the end state: nothing.
   tip = await hover(page, task, 8);
-  assert.match(tip, /span: 4 s/);
+  assert.match(tip, /nothing \(end state 0\)/);
 
   // The sub-rows are named through the inner pivot's dictionary; the second series' origin is 0.5 s later.
   assert.deepEqual(await page.$$eval('.row[data-series-index="1"] .lane.sub .lane-label', (l) => l.map((x) => x.textContent)), ['alpha (101)', 'beta (102)']);
@@ -202,15 +241,108 @@ test('crafted documents: dictionary names through extends, sub-rows, magnitudes,
   assert.match(tip, /Y-Axis: 4/);
   assert.match(tip, /span: 8 s \(2 s to 10 s\)/);
 
-  // The number row shows its own minimum and maximum, and the line's value.
   assert.deepEqual(await page.$$eval('.row[data-series-index="2"] .range span', (s) => s.map((x) => x.textContent)), ['9', '1']);
   tip = await hover(page, await page.$('.row[data-series-index="2"] .lane'), 6);
   assert.match(tip, /depth: 9/);
 
   // Dictionaries belong to their document: the second document has none, so 101 stays a number.
-  tip = await hover(page, await page.$('.row[data-series-index="3"] .lane'), 1);
+  tip = await hover(page, await page.$('.row[data-series-index="5"] .lane'), 1);
   assert.match(tip, /next_pid: 101\n/);
   assert.match(await page.$eval('#origin', (o) => o.textContent), /100\.000000 s/);
+
+  // Aligned, each document starts at its own first sample: the second one's starts at 0.
+  assert.equal(await page.isVisible('#align'), true);
+  const n = await drawCount(page);
+  await page.check('#align');
+  await redrawn(page, n);
+  tip = await hover(page, await page.$('.row[data-series-index="5"] .lane'), 0.5);
+  assert.match(tip, /span: 2 s \(0 s to 2 s\)/);
+  assert.deepEqual(trouble, []);
+  await page.close();
+});
+
+// The lane's row of canvas pixels at its middle: [r, g, b, a] per column, and the view.
+async function lanePixels(page, seriesIndex, y) {
+  return page.evaluate(([index, dy]) => {
+    const lane = document.querySelector(`.row[data-series-index="${index}"] .lane`);
+    const plot = document.getElementById('plot');
+    const top = lane.getBoundingClientRect().top - plot.getBoundingClientRect().top;
+    const row = Math.round((top + (dy === null ? lane.offsetHeight / 2 : dy)) * window.devicePixelRatio);
+    const data = plot.getContext('2d').getImageData(0, row, plot.width, 1).data;
+    return { data: Array.from(data), width: plot.width, start: Number(plot.dataset.viewStart), end: Number(plot.dataset.viewEnd) };
+  }, [seriesIndex, y]);
+}
+
+test('short events never vanish: every 1 us span colours its column at full view, the gaps stay empty', async () => {
+  for (const file of [pages.short.page, pages.short.beside]) {
+    const { page, trouble } = await open(file, { width: 1400, height: 600 });
+    await page.waitForFunction(() => document.getElementById('plot').dataset.waiting === '0');
+    await page.evaluate(() => document.getElementById('zoom-reset').click());
+    await page.waitForTimeout(100);
+    for (const [index, offset] of [[0, 0], [1, 0.5]]) {
+      const px = await lanePixels(page, index, null);
+      const column = (t) => Math.floor((t + 5 - 5 - px.start) / (px.end - px.start) * px.width);
+      const coloured = (x) => px.data[x * 4 + 3] === 255;
+      const spans = new Set();
+      for (let k = 0; k < 100; k++) {
+        const x = column(k + offset);
+        spans.add(x);
+        assert.ok(coloured(x) || coloured(x + 1), `${file}: row ${index}, span at ${k + offset} s: column ${x} is not coloured`);
+      }
+      let gaps = 0;
+      for (let x = 0; x < px.width; x++) {
+        if (spans.has(x) || spans.has(x - 1) || spans.has(x + 1)) continue;
+        gaps++;
+        assert.ok(!coloured(x), `${file}: row ${index}: column ${x} (an end-state gap) is coloured`);
+      }
+      assert.ok(gaps > px.width / 2, 'gaps checked: ' + gaps);
+    }
+    // A burst holds two states: its column carries the mark at the top of the row.
+    const top = await lanePixels(page, 1, 2);
+    const x = Math.floor((50.5 - top.start) / (top.end - top.start) * top.width);
+    const mark = [x, x + 1].map((c) => top.data.slice(c * 4, c * 4 + 3).join(','));
+    assert.ok(mark.includes('29,36,48'), 'no mark in the burst column: ' + mark);
+    assert.deepEqual(trouble, []);
+    await page.close();
+  }
+});
+
+test('a selected range shows the time in each state and the numbers of number rows, as the document has them', async () => {
+  const { page, trouble } = await open(pages.short.page, { width: 1400, height: 600 });
+  const plot = await page.$eval('#plot', (p) => { const r = p.getBoundingClientRect(); return { x: r.left, y: r.top, w: r.width }; });
+  await page.keyboard.down('Shift');
+  await page.mouse.move(plot.x + plot.w * 0.205, plot.y + 40);
+  await page.mouse.down();
+  await page.mouse.move(plot.x + plot.w * 0.6, plot.y + 40, { steps: 5 });
+  await page.mouse.up();
+  await page.keyboard.up('Shift');
+  await page.waitForSelector('#stats[data-ready="yes"]');
+  const [a, b] = await page.$eval('#stats', (s) => [Number(s.dataset.start), Number(s.dataset.end)]);
+  const { doc } = pages.short;
+  // The document's own answer: time of each state within [a, b] (axis time 0 is the series' origin).
+  const expected = (data) => {
+    const time = new Map();
+    for (let i = 0; i < data.length; i++) {
+      const end = i + 1 < data.length ? data[i + 1][0] : 99.500099;
+      const overlap = Math.min(end, b) - Math.max(data[i][0], a);
+      if (overlap > 0) time.set(String(data[i][1]), (time.get(String(data[i][1])) || 0) + overlap);
+    }
+    return time;
+  };
+  for (const [index, states] of [[0, ['33', '0']], [1, ['44', '45', '0']]]) {
+    const shown = await page.$$eval(`#stats tr[data-lane="${index}"] .st`, (s) => s.map((x) => [x.dataset.state, Number(x.dataset.seconds), x.textContent]));
+    const want = expected(doc[index].data);
+    assert.deepEqual(shown.map((x) => x[0]).sort(), states.slice().sort());
+    for (const [state, seconds, text] of shown) {
+      assert.ok(Math.abs(seconds - want.get(state)) < 1e-9, `state ${state}: ${seconds} s shown, ${want.get(state)} s in the document`);
+      if (state === '0') assert.match(text, /^nothing/);
+    }
+  }
+  const load = doc[2].data.filter((p) => p[0] >= a && p[0] <= b).map((p) => p[1]);
+  const numbers = await page.$eval('#stats tr[data-lane="2"] td', (td) => td.textContent);
+  assert.match(numbers, new RegExp(`^${load.length} points · min ${Math.min(...load)} · max ${Math.max(...load)} · mean `));
+  await page.click('#stats-close');
+  assert.equal(await page.isVisible('#stats'), false);
   assert.deepEqual(trouble, []);
   await page.close();
 });
@@ -219,6 +351,7 @@ test('zoom and pan by wheel, keys, buttons and drags change the visible range; t
   const { page, trouble } = await open(pages.example);
   const [start, end] = await viewRange(page);
   const plot = await page.$eval('#plot', (p) => { const r = p.getBoundingClientRect(); return { x: r.left, y: r.top, w: r.width }; });
+  const axisBox = await page.$eval('#axis', (p) => { const r = p.getBoundingClientRect(); return { y: r.top + r.height / 2 }; });
   const act = async (what) => {
     const n = await drawCount(page);
     await what();
@@ -240,7 +373,7 @@ test('zoom and pan by wheel, keys, buttons and drags change the visible range; t
   r = await act(() => page.keyboard.press('s'));
   assert.ok(width(r) > width(zoomed), 'S zooms out');
 
-  // Dragging pans by the distance moved; a shift-drag zooms to the range it covers.
+  // Dragging pans by the distance moved; a drag on the axis zooms to the range it covers.
   const before = r;
   r = await act(async () => {
     await page.mouse.move(plot.x + 600, plot.y + 60);
@@ -252,12 +385,10 @@ test('zoom and pan by wheel, keys, buttons and drags change the visible range; t
   r = await act(() => page.click('#zoom-reset'));
   assert.deepEqual(r, [start, end]);
   r = await act(async () => {
-    await page.keyboard.down('Shift');
-    await page.mouse.move(plot.x + plot.w * 0.25, plot.y + 60);
+    await page.mouse.move(plot.x + plot.w * 0.25, axisBox.y);
     await page.mouse.down();
-    await page.mouse.move(plot.x + plot.w * 0.5, plot.y + 60, { steps: 4 });
+    await page.mouse.move(plot.x + plot.w * 0.5, axisBox.y, { steps: 4 });
     await page.mouse.up();
-    await page.keyboard.up('Shift');
   });
   assert.ok(Math.abs(r[0] - (start + (end - start) * 0.25)) < (end - start) * 1e-2 && Math.abs(width(r) - (end - start) / 4) < (end - start) * 1e-2, 'range zoom: ' + r);
   r = await act(() => page.click('#zoom-out'));
@@ -291,7 +422,7 @@ test('large document: time to first drawing and to redraw after zoom and pan', a
     draws.push(await page.$eval('#plot', (p) => Number(p.dataset.drawMs)));
   }
   const mb = (fs.statSync(file).size / 1048576).toFixed(1);
-  console.log(`large document (${mb} MB page): first drawing ${first.toFixed(0)} ms after navigation start, ` +
+  console.log(`large document (${mb} MB page, ${(fs.statSync(json).size / 1048576).toFixed(1)} MB plot data): first drawing ${first.toFixed(0)} ms after navigation start, ` +
     `${wallMs} ms from opening; redraws after zoom and pan: ${draws.map((d) => d.toFixed(1)).join(', ')} ms ` +
     `(load average ${os.loadavg()[0].toFixed(1)})`);
   assert.ok(await page.$$eval('.row', (r) => r.length) > 600);
