@@ -16,6 +16,7 @@
 #include "perfevents/NumericTracePointField.h"
 #include "perfevents/PerfEventData.h"
 #include "perfevents/PerfEventDataComm.h"
+#include "perfevents/PerfEventDataFork.h"
 #include "perfevents/PerfEventDataSample.h"
 #include "perfevents/PerfFormat.h"
 #include "perfevents/PerfRecordFileReader.h"
@@ -260,6 +261,13 @@ void PerfInputRunner::onEventData(const perfevents::PerfEventData& record) {
     case perfevents::PerfEventData::TYPE_SAMPLE:
         _onSample(record);
         break;
+    case perfevents::PerfEventData::TYPE_FORK: {
+        const auto& fork = static_cast<const perfevents::PerfEventDataFork&>(record);
+        kestrel::Singleton<ProcessDictionary>::Instance().forkThread(
+            static_cast<int32_t>(fork.getPid()), static_cast<int32_t>(fork.getTid()),
+            static_cast<int32_t>(fork.getPtid()));
+        break;
+    }
     default:
         break;
     }

@@ -18,6 +18,7 @@ void ProcessDictionary::addThread(int32_t pid, int32_t tid, const std::string& n
     info.pid = pid;
     info.tid = tid;
     info.name = name;
+    info.named = true;
 }
 
 bool ProcessDictionary::setThreadName(int32_t tid, const std::string& name) {
@@ -26,7 +27,21 @@ bool ProcessDictionary::setThreadName(int32_t tid, const std::string& name) {
         return false;
     }
     it->second.name = name;
+    it->second.named = true;
     return true;
+}
+
+void ProcessDictionary::forkThread(int32_t pid, int32_t tid, int32_t parentTid) {
+    auto parent = threads.find(parentTid);
+    auto child = threads.find(tid);
+    if (parent == threads.end() || tid == parentTid || (child != threads.end() && child->second.named)) {
+        return;
+    }
+    ThreadInfo& info = threads[tid];
+    info.pid = pid;
+    info.tid = tid;
+    info.name = parent->second.name;
+    info.named = false;
 }
 
 const std::string* ProcessDictionary::getThreadName(int32_t tid) const {

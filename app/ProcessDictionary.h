@@ -8,14 +8,16 @@
 #include <map>
 #include <string>
 
-// Names of the threads and processes of a recording, collected from its comm records and published as the
-// "common_tid" and "common_pid" dictionaries of the output document.
+// Names of the threads and processes of a recording, published as the "common_tid" and "common_pid" dictionaries of
+// the output document. A thread is named by its last comm record; a thread made by fork or clone takes its parent's
+// name at the fork, until a comm record of its own names it.
 class ProcessDictionary : public SeriesData {
 public:
     struct ThreadInfo {
         int32_t pid;
         int32_t tid;
         std::string name;
+        bool named = false; // by a comm record, not only inherited at a fork
     };
 
     ProcessDictionary();
@@ -27,6 +29,8 @@ public:
     void addThread(int32_t pid, int32_t tid, const std::string& name);
     // Renames a recorded thread, keeping its pid; returns false when tid is unknown.
     bool setThreadName(int32_t tid, const std::string& name);
+    // A thread made by fork or clone: it takes its parent thread's name, unless a comm record has named it already.
+    void forkThread(int32_t pid, int32_t tid, int32_t parentTid);
     // The thread's name, or null when tid is unknown.
     const std::string* getThreadName(int32_t tid) const;
 
