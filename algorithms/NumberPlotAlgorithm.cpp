@@ -1,11 +1,9 @@
 #include "algorithms/NumberPlotAlgorithm.h"
 
-#include "app/ProcessDictionary.h"
 #include "kestrel/JsomWriter.h"
 #include "kestrel/Logger.h"
 #include "kestrel/PostfixErrors.h"
 #include "kestrel/RowText.h"
-#include "kestrel/Singleton.h"
 #include "perfevents/NumericTracePointField.h"
 #include "perfevents/TracePointFieldStore.h"
 
@@ -66,25 +64,48 @@ bool NumberPlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fie
     }
 
     eventId = fields.getEventID(eventName.c_str());
+    if (eventId == -1 && detail["optional"].booleanValue(false)) {
+        logger->infof("%p Channel [%s] left out: the event database has no trace point %s", this,
+                      channel["id"].stringValue(kestrel::JSOM::EMPTY_STRING).c_str(), eventName.c_str());
+        leftOut = true;
+        return false;
+    }
     if (eventId == -1) {
         return _configurationError("the event database has no trace point " + eventName,
                                    "%p Configuration Error: Cannot find event [%s] in the store.", this,
                                    eventName.c_str());
     }
-    valueField = _createField(fields, valueFieldName.c_str());
+    // Numbers and pointers are plotted; a text has no value to plot (a state plot shows it).
+    typedef perfevents::TracePointFieldStore S;
+    S::ValueKind kind = S::VALUE_SIGNED;
+    std::string declared, why;
+    fieldNames.push_back(valueFieldName);
+    valueField = fields.createValueField(eventName.c_str(), value, unusedTexts, kind, declared, why);
+    if (valueField != nullptr && kind == S::VALUE_TEXT) {
+        delete valueField;
+        valueField = nullptr;
+        why = "field \"" + valueFieldName + "\" of " + eventName + " is a text: a state plot shows texts";
+    }
     if (valueField == nullptr) {
-        return _configurationError("\"valueField\": " + fields.whyNotNumeric(eventName.c_str(), value),
+        return _configurationError("\"valueField\": " + why,
                                    "%p Configuration Error: Cannot find field [%s:%s] in the store.", this,
                                    eventName.c_str(), valueFieldName.c_str());
     }
+    unsignedValues = kind == S::VALUE_UNSIGNED || kind == S::VALUE_ADDRESS;
     if (!pivotFieldName.empty()) {
-        pivotField = _createField(fields, pivotFieldName.c_str());
+        fieldNames.push_back(pivotFieldName);
+        pivotField = fields.createValueField(eventName.c_str(), pivot, pivotNaming.getTexts(), kind, declared, why);
         if (pivotField == nullptr) {
-            return _configurationError("\"pivotField\": " + fields.whyNotNumeric(eventName.c_str(), pivot),
+            return _configurationError("\"pivotField\": " + why,
                                        "%p Configuration Error: Cannot find pivot field [%s:%s] in the store.", this,
                                        eventName.c_str(), pivotFieldName.c_str());
         }
-        pivotIsTask = pivotFieldName == "common_pid" || pivotFieldName == "common_tid";
+        const std::string problem =
+            pivotNaming.configure(detail["pivotNames"].stringValue(kestrel::JSOM::EMPTY_STRING), pivotFieldName, kind);
+        if (!problem.empty()) {
+            return _configurationError(problem, "%p Configuration Error: Bad pivotNames for [%s:%s].", this,
+                                       eventName.c_str(), pivotFieldName.c_str());
+        }
     } else {
         unpivotedList = &runDataLists[0];
     }
@@ -196,8 +217,18 @@ bool NumberPlotAlgorithm::onClose(kestrel::JsomWriter& writer, double clockOrigi
         prefix = pivotPrefix;
         prefix += ' ';
     }
-    for (auto& entry : runDataLists) {
-        _writeSeries(writer, clockOrigin, entry.first, entry.second, prefix);
+    // In the order of the keys, as unsigned numbers where the pivot field is unsigned.
+    std::vector<std::map<long long, RunDataList>::iterator> order;
+    for (auto entry = runDataLists.begin(); entry != runDataLists.end(); ++entry) {
+        order.push_back(entry);
+    }
+    if (pivotNaming.isUnsigned()) {
+        std::stable_sort(order.begin(), order.end(), [](const auto& a, const auto& b) {
+            return static_cast<unsigned long long>(a->first) < static_cast<unsigned long long>(b->first);
+        });
+    }
+    for (auto& entry : order) {
+        _writeSeries(writer, clockOrigin, entry->first, entry->second, prefix);
     }
     return !runDataLists.empty();
 }
@@ -229,22 +260,13 @@ void NumberPlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clock
     if (pivotField == nullptr) {
         writer.appendString(channel["name"].stringValue(kestrel::JSOM::EMPTY_STRING), false);
     } else {
-        char label[128];
-        const std::string* name = nullptr;
-        if (pivotIsTask) {
-            name = kestrel::Singleton<ProcessDictionary>::Instance().getThreadName(static_cast<int32_t>(key));
-        }
-        if (name != nullptr && !name->empty()) {
-            snprintf(label, 127, "%s%s", labelPrefix.c_str(), name->c_str());
-        } else {
-            snprintf(label, 127, "%s%lld", labelPrefix.c_str(), key);
-        }
-        writer.appendString(std::string(label), false);
+        // Labels keep at most 126 characters.
+        writer.appendString(pivotNaming.label(labelPrefix, key, 126), false);
 
         writer.appendLabel("pivot", true);
         writer.startObject();
         writer.appendLabel(pivotFieldName.c_str(), true);
-        writer.appendLong(key);
+        pivotNaming.writeKey(writer, key);
         writer.endObject();
     }
 
@@ -269,7 +291,9 @@ void NumberPlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clock
 
     // The members are set in the stored channel, so each series overwrites the pivot value of the one before.
     kestrel::JSOM info = channel["info"];
-    if (pivotField != nullptr) {
+    if (pivotField != nullptr && pivotNaming.isUnsigned() && key < 0) {
+        info[pivotFieldName].setString(std::to_string(static_cast<unsigned long long>(key)));
+    } else if (pivotField != nullptr) {
         info[pivotFieldName].setLong(key);
     }
     info["Trace Event"].setString(eventName);
@@ -297,10 +321,15 @@ void NumberPlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clock
     writer.startArray();
     // One row per point, written either to the writer or, ahead of it and possibly on its worker thread, to a row
     // text: the points are only read until the array is complete.
-    auto writeRow = [](auto& sink, const RunData& point) {
+    const bool asUnsigned = unsignedValues;
+    auto writeRow = [asUnsigned](auto& sink, const RunData& point) {
         sink.startArray();
         sink.appendDouble(point.time, 6);
-        sink.appendLong(point.value);
+        if (asUnsigned) {
+            sink.appendUnsignedLong(static_cast<unsigned long long>(point.value));
+        } else {
+            sink.appendLong(point.value);
+        }
         sink.endArray();
     };
     writer.appendElements(

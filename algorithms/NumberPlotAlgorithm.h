@@ -1,6 +1,7 @@
 #ifndef ALGORITHMS_NUMBERPLOTALGORITHM_H
 #define ALGORITHMS_NUMBERPLOTALGORITHM_H
 
+#include "algorithms/PivotNaming.h"
 #include "algorithms/SampleFilter.h"
 #include "algorithms/TracePointAlgorithm.h"
 #include "kestrel/ArenaAllocator.h"
@@ -50,6 +51,7 @@ public:
     std::vector<int> getEventIds() const override { return std::vector<int>(1, eventId); }
     std::vector<FieldUse> getFieldUses() const override;
     std::vector<std::string> getProblems() const override;
+    bool isLeftOut() const override { return leftOut; }
 
     bool isConfigured() const { return configured; }
 
@@ -73,7 +75,10 @@ private:
     perfevents::NumericTracePointField* pivotField = nullptr;
     RunDataList* unpivotedList = nullptr;
     std::map<long long, RunDataList> runDataLists;
-    bool pivotIsTask = false;
+    PivotNaming pivotNaming;
+    perfevents::TextDictionary unusedTexts; // a value field that is a text is refused
+    bool unsignedValues = false;            // of an unsigned 64-bit field or a pointer
+    bool leftOut = false;                   // optional, and the database lacks the trace point
     SampleFilter filter;
     std::vector<std::string> fieldNames; // every field read, for checking them against the recording
     std::string offReason;               // why the algorithm is off, for the user

@@ -4,9 +4,11 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "algorithms/StatePlotAlgorithmDictionary.h"
+#include "algorithms/ValueDictionary.h"
 #include "app/FieldDictionaries.h"
 #include "app/ProcessDictionary.h"
 #include "app/SeriesDataSet.h"
@@ -160,7 +162,7 @@ void StatePlotAlgorithm::FieldInfo::printColumnDictionaryEntry(kestrel::JsomWrit
 StatePlotAlgorithm::StatePlotAlgorithm(const kestrel::JSOM& channelEntry,
                                        const perfevents::TracePointFieldStore& fields)
     : configured(false), hasMagnitude(false), hasInnerPivot(false), hasOuterPivot(false), unpivotedList(nullptr),
-      usesDefaultColumns(false), pivotIsTask(false) {
+      usesDefaultColumns(false) {
     // A private deep copy: navigating to missing members must not change the caller's document, and the
     // "info" and "hints" edits at close time stay with this algorithm.
     channel.copy(channelEntry);
@@ -172,6 +174,7 @@ StatePlotAlgorithm::StatePlotAlgorithm(const kestrel::JSOM& channelEntry,
     }
     configured = true;
     _nameColumns();
+    _makeDictionaries();
     _noteUnreachableConfigurations();
     if (usesDefaultColumns && !dictionarySent) {
         dictionarySent = true;
@@ -204,16 +207,21 @@ perfevents::NumericTracePointField* StatePlotAlgorithm::_createField(const perfe
 
 bool StatePlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fields) {
     kestrel::JSOM detail = channel["detail"];
-    const char* pivotField = detail["pivotField"].stringValuePtr(nullptr);
-    if (pivotField != nullptr && pivotField[0] != '\0') {
-        hasOuterPivot = true;
-        pivotFieldName = pivotField;
-    } else {
+    kestrel::JSOM configs = detail["eventConfigs"];
+    int count = configs.isArray() ? configs.size() : 0;
+    // The outer pivot: the channel's, or each configuration's own; the series' "pivot" member is named by the
+    // channel's, or else by the first configuration's.
+    channelPivotField = detail["pivotField"].stringValue(kestrel::JSOM::EMPTY_STRING);
+    pivotFieldName = channelPivotField;
+    for (int i = 0; i < count && pivotFieldName.empty(); ++i) {
+        kestrel::JSOM own = configs[i]["pivotField"];
+        pivotFieldName = own.isString() ? own.stringValue(kestrel::JSOM::EMPTY_STRING) : std::string();
+    }
+    hasOuterPivot = !pivotFieldName.empty();
+    if (!hasOuterPivot) {
         unpivotedList = &runDataLists[0];
     }
 
-    kestrel::JSOM configs = detail["eventConfigs"];
-    int count = configs.isArray() ? configs.size() : 0;
     if (count == 0) {
         return _configurationError("\"detail\" has no \"eventConfigs\": a state plot needs at least one",
                                    "%p Configuration Error: Event configuration is missing 'eventConfigs'.", this);
@@ -223,6 +231,18 @@ bool StatePlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fiel
         if (!_configureEvent(fields, events, configs[i], i)) {
             return false;
         }
+    }
+    if (eventDatas.empty()) {
+        // Every configuration is optional, and the database lacks all their trace points.
+        if (detail["optional"].booleanValue(false)) {
+            logger->infof("%p Channel [%s] left out: the event database has none of its trace points", this,
+                          channel["id"].stringValue(kestrel::JSOM::EMPTY_STRING).c_str());
+            leftOut = true;
+            return false;
+        }
+        return _configurationError("the event database has none of the trace points of its optional event "
+                                   "configurations",
+                                   "%p Configuration Error: No event configuration applies.", this);
     }
     return true;
 }
@@ -245,6 +265,18 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
     }
     int eventId = fields.getEventID(eventName);
     if (eventId == -1) {
+        if (config["optional"].booleanValue(false)) {
+            // A recording holds some of the trace points that mean the same (sched_waking or sched_wakeup).
+            logger->debugf("%p %s of %s left out: the event database has no such trace point", this, which.c_str(),
+                           eventName);
+            return true;
+        }
+        if (channel["detail"]["optional"].booleanValue(false)) {
+            logger->infof("%p Channel [%s] left out: the event database has no trace point %s", this,
+                          channel["id"].stringValue(kestrel::JSOM::EMPTY_STRING).c_str(), eventName);
+            leftOut = true;
+            return false;
+        }
         return _configurationError(std::string("the event database has no trace point ") + eventName,
                                    "%p Configuration Error: Cannot find event [%s] in the store.", this, eventName);
     }
@@ -253,21 +285,11 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
     }
     EventData* eventData = new EventData(eventId, eventName);
     eventDatas.push_back(eventData);
+    eventData->continueWalk = config["continue"].booleanValue(false);
 
-    // State: always required.
-    const char* stateName = config["stateField"].stringValuePtr(nullptr);
-    if (stateName == nullptr) {
-        return _configurationError(which + " has no \"stateField\"",
-                                   "%p Configuration Error: Cannot read stateField on event #%d.", this, idx);
+    if (!_configureState(fields, config, *eventData, which, idx)) {
+        return false;
     }
-    logger->debugf("%p preparing %s trace point field %s '%s'", this, "stateField", eventName, stateName);
-    eventData->stateField = _createField(fields, *eventData, stateName);
-    if (eventData->stateField == nullptr) {
-        return _configurationError("\"stateField\": " + fields.whyNotNumeric(eventName, stateName),
-                                   "%p Configuration Error: Cannot find stateField [%s:%s] in the store.", this,
-                                   eventName, stateName);
-    }
-    stateInfo.fieldNames.insert(stateName);
 
     // Magnitude and inner pivot: switched on by the configuration of event index 0 that has the member (whatever
     // its value, so that a value that is no field name is reported), then required.
@@ -286,16 +308,8 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
         return false;
     }
 
-    if (hasOuterPivot) {
-        logger->debugf("%p preparing %s trace point field %s '%s'", this, "pivotField", eventName,
-                       pivotFieldName.c_str());
-        eventData->outerPivotField = _createField(fields, *eventData, pivotFieldName.c_str());
-        if (eventData->outerPivotField == nullptr) {
-            return _configurationError("\"pivotField\": " + fields.whyNotNumeric(eventName, pivotFieldName.c_str()),
-                                       "%p Configuration Error: Cannot find outer pivot field [%s:%s] in the store.",
-                                       this, eventName, pivotFieldName.c_str());
-        }
-        pivotIsTask = pivotFieldName == "common_pid" || pivotFieldName == "common_tid";
+    if (hasOuterPivot && !_configureOuterPivot(fields, config, *eventData, which)) {
+        return false;
     }
 
     // Filter: compile the formula, then create the readers of its variables.
@@ -332,6 +346,71 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
     return true;
 }
 
+bool StatePlotAlgorithm::_configureState(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config,
+                                         EventData& eventData, const std::string& which, int idx) {
+    const char* eventName = eventData.eventName.c_str();
+    kestrel::JSOM constant = config["stateValue"];
+    const char* stateName = config["stateField"].stringValuePtr(nullptr);
+    if (constant.isResolved()) {
+        // A state no field holds: Running, Runnable, "in an IRQ".
+        const long long value = constant.longValue(0);
+        if (stateName != nullptr || !constant.isNumber() || value < INT32_MIN || value > INT32_MAX) {
+            return _configurationError(which + (stateName != nullptr
+                                                    ? " has both \"stateField\" and \"stateValue\""
+                                                    : " has a \"stateValue\" that is no 32-bit whole number"),
+                                       "%p Configuration Error: Bad stateValue on event #%d.", this, idx);
+        }
+        eventData.stateValue = static_cast<int32_t>(value);
+        return true;
+    }
+    if (stateName == nullptr) {
+        return _configurationError(which + " has no \"stateField\"",
+                                   "%p Configuration Error: Cannot read stateField on event #%d.", this, idx);
+    }
+    logger->debugf("%p preparing %s trace point field %s '%s'", this, "stateField", eventName, stateName);
+    perfevents::TracePointFieldStore::ValueKind kind = perfevents::TracePointFieldStore::VALUE_SIGNED;
+    std::string declared, why;
+    eventData.fieldNames.push_back(stateName);
+    eventData.stateField = fields.createValueField(eventName, stateName, *stateTexts, kind, declared, why);
+    if (eventData.stateField == nullptr) {
+        return _configurationError("\"stateField\": " + why,
+                                   "%p Configuration Error: Cannot find stateField [%s:%s] in the store.", this,
+                                   eventName, stateName);
+    }
+    textState = textState || kind == perfevents::TracePointFieldStore::VALUE_TEXT;
+    stateInfo.fieldNames.insert(stateName);
+    return true;
+}
+
+bool StatePlotAlgorithm::_configureOuterPivot(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config,
+                                              EventData& eventData, const std::string& which) {
+    const char* eventName = eventData.eventName.c_str();
+    const std::string own = config["pivotField"].stringValue(kestrel::JSOM::EMPTY_STRING);
+    const std::string field = own.empty() ? channelPivotField : own;
+    if (field.empty()) {
+        return _configurationError(which + " has no \"pivotField\", and the channel has none either",
+                                   "%p Configuration Error: No outer pivot field on event %s.", this, eventName);
+    }
+    logger->debugf("%p preparing %s trace point field %s '%s'", this, "pivotField", eventName, field.c_str());
+    perfevents::TracePointFieldStore::ValueKind kind = perfevents::TracePointFieldStore::VALUE_SIGNED;
+    std::string declared, why;
+    eventData.fieldNames.push_back(field);
+    eventData.outerPivotField =
+        fields.createValueField(eventName, field.c_str(), pivotNaming.getTexts(), kind, declared, why);
+    if (eventData.outerPivotField == nullptr) {
+        return _configurationError("\"pivotField\": " + why,
+                                   "%p Configuration Error: Cannot find outer pivot field [%s:%s] in the store.", this,
+                                   eventName, field.c_str());
+    }
+    const std::string problem =
+        pivotNaming.configure(channel["detail"]["pivotNames"].stringValue(kestrel::JSOM::EMPTY_STRING), field, kind);
+    if (!problem.empty()) {
+        return _configurationError(problem, "%p Configuration Error: Bad pivotNames for [%s:%s].", this, eventName,
+                                   field.c_str());
+    }
+    return true;
+}
+
 bool StatePlotAlgorithm::_createOptionalField(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config,
                                               const char* key, EventData& eventData, int eventIndex,
                                               perfevents::NumericTracePointField*& reader, FieldInfo& info) {
@@ -344,14 +423,60 @@ bool StatePlotAlgorithm::_createOptionalField(const perfevents::TracePointFieldS
                                    "%p Configuration Error: Cannot read %s on event #%d.", this, key, eventIndex);
     }
     logger->debugf("%p preparing %s trace point field %s '%s'", this, key, eventName, fieldName);
-    reader = _createField(fields, eventData, fieldName);
+    std::string why;
+    if (&info == &innerPivotInfo) {
+        // A subplot key may be a text or an unsigned number, as an outer pivot may.
+        perfevents::TracePointFieldStore::ValueKind kind = perfevents::TracePointFieldStore::VALUE_SIGNED;
+        std::string declared;
+        eventData.fieldNames.push_back(fieldName);
+        reader = fields.createValueField(eventName, fieldName, *innerPivotTexts, kind, declared, why);
+        textInnerPivot = textInnerPivot || kind == perfevents::TracePointFieldStore::VALUE_TEXT;
+        unsignedInnerPivot = unsignedInnerPivot || kind == perfevents::TracePointFieldStore::VALUE_UNSIGNED ||
+                             kind == perfevents::TracePointFieldStore::VALUE_ADDRESS;
+    } else {
+        reader = _createField(fields, eventData, fieldName);
+        why = reader == nullptr ? fields.whyNotNumeric(eventName, fieldName) : std::string();
+    }
     if (reader == nullptr) {
-        return _configurationError(std::string("\"") + key + "\": " + fields.whyNotNumeric(eventName, fieldName),
+        return _configurationError(std::string("\"") + key + "\": " + why,
                                    "%p Configuration Error: Cannot find %s [%s:%s] in the store.", this, key, eventName,
                                    fieldName);
     }
     info.fieldNames.insert(fieldName);
     return true;
+}
+
+void StatePlotAlgorithm::_makeDictionaries() {
+    // Names of state values given by the channel, and the texts of a text state field, as the dictionary the state
+    // column refers to; it extends the dictionary the column's field has (the thread names of next_pid).
+    kestrel::JSOM stateNames = channel["detail"]["stateNames"];
+    std::map<long long, std::string> names;
+    const int count = stateNames.isObject() ? stateNames.size() : 0;
+    for (int i = 0; i < count; ++i) {
+        const std::string* key = stateNames.key(i);
+        char* end = nullptr;
+        const long long value = key != nullptr ? std::strtoll(key->c_str(), &end, 10) : 0;
+        if (key == nullptr || key->empty() || *end != '\0') {
+            notes.push_back("\"stateNames\" has the key \"" + (key != nullptr ? *key : std::string()) +
+                            "\", which is no whole number: it names nothing");
+            continue;
+        }
+        names[value] = stateNames[*key].stringValue(kestrel::JSOM::EMPTY_STRING);
+    }
+    const std::string id = channel["id"].stringValue(kestrel::JSOM::EMPTY_STRING);
+    const std::string prefix = id.empty() ? std::string("stateplot") : id;
+    if (!names.empty() || textState) {
+        const std::string name = ValueDictionary::uniqueName(prefix + " " + stateInfo.name);
+        kestrel::Singleton<SeriesDataSet>::Instance().add(
+            new ValueDictionary(name, names, textState ? stateTexts : nullptr, stateInfo.dictionary));
+        stateInfo.dictionary = name;
+    }
+    if (textInnerPivot) {
+        const std::string name = ValueDictionary::uniqueName(prefix + " " + innerPivotInfo.name);
+        kestrel::Singleton<SeriesDataSet>::Instance().add(
+            new ValueDictionary(name, std::map<long long, std::string>(), innerPivotTexts, std::string()));
+        innerPivotInfo.dictionary = name;
+    }
 }
 
 void StatePlotAlgorithm::_nameColumns() {
@@ -386,7 +511,8 @@ void StatePlotAlgorithm::_noteUnreachableConfigurations() {
         }
         // An earlier configuration of the same trace point that takes every sample leaves none for this one.
         for (std::size_t j = 0; j < i; ++j) {
-            if (eventDatas[j]->eventId == entry.eventId && eventDatas[j]->filter.passesAll()) {
+            if (eventDatas[j]->eventId == entry.eventId && eventDatas[j]->filter.passesAll() &&
+                !eventDatas[j]->continueWalk) {
                 notes.push_back(which + " never receives a sample: event configuration " + std::to_string(j + 1) +
                                 " of the same trace point has no filter and takes every sample");
                 break;
@@ -429,59 +555,63 @@ std::vector<std::string> StatePlotAlgorithm::getProblems() const {
 // ---------------------------------------------------------------------------------------------------------------
 // Event processing
 
-const StatePlotAlgorithm::EventData*
-StatePlotAlgorithm::_acceptingEntry(int eventId, const perfevents::PerfEventDataSampleAncillary& ancillary,
-                                    const unsigned char* data) {
-    for (EventData* entry : eventDatas) {
-        if (entry->eventId != eventId) {
-            continue;
-        }
-        int code = kestrel::PostfixErrors::OK;
-        const SampleFilter::Outcome outcome = entry->filter.evaluate(ancillary, data, code, logger, this);
-        if (outcome == SampleFilter::PASS) {
-            return entry;
-        }
-        if (outcome == SampleFilter::REJECT) {
-            continue;
-        }
-        const char* message = kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code));
-        logger->errorf("%p Filter execution error: %s", this, message);
-        if (outcome == SampleFilter::DIVISION_BY_ZERO) {
-            continue;
-        }
-        // Any other failure means the formula cannot work on these samples at all: stop for good.
-        configured = false;
-        offReason = "switched off after " + std::to_string(acceptedSamples) + " points: the filter formula \"" +
-                    entry->filter.getFormula() + "\" fails: " + message + "; nothing is written";
-        return nullptr;
-    }
-    return nullptr;
-}
-
 void StatePlotAlgorithm::onTracePointEvent(int eventId, double time,
                                            const perfevents::PerfEventDataSampleAncillary& ancillary,
                                            const unsigned char* data) {
     if (!configured || std::find(eventIds.begin(), eventIds.end(), eventId) == eventIds.end()) {
         return;
     }
-    const EventData* entry = _acceptingEntry(eventId, ancillary, data);
-    if (entry == nullptr) {
-        return;
+    // The configurations of the trace point in order: the first whose filter accepts the sample adds its point,
+    // and with "continue" the walk goes on to the later ones.
+    for (EventData* entry : eventDatas) {
+        if (entry->eventId != eventId) {
+            continue;
+        }
+        int code = kestrel::PostfixErrors::OK;
+        const SampleFilter::Outcome outcome = entry->filter.evaluate(ancillary, data, code, logger, this);
+        if (outcome == SampleFilter::REJECT) {
+            continue;
+        }
+        if (outcome != SampleFilter::PASS) {
+            const char* message = kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code));
+            logger->errorf("%p Filter execution error: %s", this, message);
+            if (outcome == SampleFilter::DIVISION_BY_ZERO) {
+                continue;
+            }
+            // Any other failure means the formula cannot work on these samples at all: stop for good.
+            configured = false;
+            offReason = "switched off after " + std::to_string(acceptedSamples) + " points: the filter formula \"" +
+                        entry->filter.getFormula() + "\" fails: " + message + "; nothing is written";
+            return;
+        }
+        _addPoint(*entry, time, ancillary, data);
+        if (!entry->continueWalk) {
+            return;
+        }
     }
+}
+
+void StatePlotAlgorithm::_addPoint(const EventData& entry, double time,
+                                   const perfevents::PerfEventDataSampleAncillary& ancillary,
+                                   const unsigned char* data) {
     RunData run;
     run.time = time;
     // The state column holds 32 bits; a value of a wider field that does not fit is cut to its low 32 bits, and
     // counted.
-    const int64_t state = entry->stateField->getInt64(ancillary, data);
-    run.state = static_cast<int32_t>(state);
-    if (state < INT32_MIN || state > static_cast<int64_t>(UINT32_MAX)) {
-        ++statesCut;
+    if (entry.stateField != nullptr) {
+        const int64_t state = entry.stateField->getInt64(ancillary, data);
+        run.state = static_cast<int32_t>(state);
+        if (state < INT32_MIN || state > static_cast<int64_t>(UINT32_MAX)) {
+            ++statesCut;
+        }
+    } else {
+        run.state = entry.stateValue;
     }
     ++acceptedSamples;
 
     RunDataList* list = unpivotedList;
     if (hasOuterPivot) {
-        const long long key = entry->outerPivotField->getInt64(ancillary, data);
+        const long long key = entry.outerPivotField->getInt64(ancillary, data);
         if (lastList == nullptr || key != lastKey) {
             lastList = &runDataLists[key];
             lastKey = key;
@@ -497,9 +627,9 @@ void StatePlotAlgorithm::onTracePointEvent(int eventId, double time,
         // A configuration listed before the one that switched a column on may have no reader for it: it carries 0.
         RunExtra extra;
         extra.innerPivot =
-            hasInnerPivot && entry->innerPivotField != nullptr ? entry->innerPivotField->getInt64(ancillary, data) : 0;
+            hasInnerPivot && entry.innerPivotField != nullptr ? entry.innerPivotField->getInt64(ancillary, data) : 0;
         extra.magnitude =
-            hasMagnitude && entry->magnitudeField != nullptr ? entry->magnitudeField->getDouble(ancillary, data) : 0.0;
+            hasMagnitude && entry.magnitudeField != nullptr ? entry.magnitudeField->getDouble(ancillary, data) : 0.0;
         list->extras.push_back(extra);
     }
 }
@@ -517,8 +647,18 @@ bool StatePlotAlgorithm::onClose(kestrel::JsomWriter& writer, double clockOrigin
         labelPrefix = pivotPrefix;
         labelPrefix += ' ';
     }
-    for (auto& entry : runDataLists) {
-        _writeSeries(writer, clockOrigin, entry.first, entry.second, labelPrefix);
+    // In the order of the keys, as unsigned numbers where the pivot field is unsigned.
+    std::vector<std::map<long long, RunDataList>::iterator> order;
+    for (auto entry = runDataLists.begin(); entry != runDataLists.end(); ++entry) {
+        order.push_back(entry);
+    }
+    if (pivotNaming.isUnsigned()) {
+        std::stable_sort(order.begin(), order.end(), [](const auto& a, const auto& b) {
+            return static_cast<unsigned long long>(a->first) < static_cast<unsigned long long>(b->first);
+        });
+    }
+    for (auto& entry : order) {
+        _writeSeries(writer, clockOrigin, entry->first, entry->second, labelPrefix);
     }
     return !runDataLists.empty();
 }
@@ -534,7 +674,7 @@ void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockO
         writeLabel(writer, "pivot");
         writer.startObject();
         writeLabel(writer, pivotFieldName);
-        writer.appendLong(key);
+        pivotNaming.writeKey(writer, key);
         writer.endObject();
     }
     _writeColumnDictionary(writer);
@@ -574,7 +714,9 @@ void StatePlotAlgorithm::_writeSeries(kestrel::JsomWriter& writer, double clockO
         sink.appendDouble(run.time, 6);
         sink.appendLong(run.state);
         if (extra != nullptr) {
-            if (hasInnerPivot) {
+            if (hasInnerPivot && unsignedInnerPivot) {
+                sink.appendUnsignedLong(static_cast<unsigned long long>(extra->innerPivot));
+            } else if (hasInnerPivot) {
                 sink.appendLong(extra->innerPivot);
             }
             if (hasMagnitude) {
@@ -609,17 +751,7 @@ void StatePlotAlgorithm::_writeLabel(kestrel::JsomWriter& writer, long long key,
         writeString(writer, channel["name"].stringValue(kestrel::JSOM::EMPTY_STRING));
         return;
     }
-    char label[LABEL_BUFFER_SIZE];
-    const std::string* taskName = nullptr;
-    if (pivotIsTask) {
-        taskName = kestrel::Singleton<ProcessDictionary>::Instance().getThreadName(static_cast<int32_t>(key));
-    }
-    if (taskName != nullptr && !taskName->empty()) {
-        snprintf(label, LABEL_LIMIT, "%s%s", labelPrefix.c_str(), taskName->c_str());
-    } else {
-        snprintf(label, LABEL_LIMIT, "%s%lld", labelPrefix.c_str(), key);
-    }
-    writer.appendString(label, static_cast<int>(strlen(label)), false);
+    writeString(writer, pivotNaming.label(labelPrefix, key, LABEL_LIMIT - 1));
 }
 
 void StatePlotAlgorithm::_writeColumnDictionary(kestrel::JsomWriter& writer) {
@@ -646,7 +778,9 @@ void StatePlotAlgorithm::_writeColumnDictionary(kestrel::JsomWriter& writer) {
 
 void StatePlotAlgorithm::_writeInfo(kestrel::JsomWriter& writer, long long key) {
     kestrel::JSOM info = channel["info"];
-    if (hasOuterPivot) {
+    if (hasOuterPivot && pivotNaming.isUnsigned() && key < 0) {
+        info[pivotFieldName].setString(std::to_string(static_cast<unsigned long long>(key)));
+    } else if (hasOuterPivot) {
         info[pivotFieldName].setLong(key);
     }
     info["State"].setString(stateInfo.description);

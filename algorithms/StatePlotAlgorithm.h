@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "algorithms/PivotNaming.h"
 #include "algorithms/SampleFilter.h"
 #include "algorithms/TracePointAlgorithm.h"
 #include "kestrel/ArenaAllocator.h"
@@ -32,6 +33,13 @@ class TracePointFieldStore;
  * One algorithm may draw on several trace points; each event configuration names a trace point, the fields
  * giving the state, magnitude and pivots, and an optional postfix filter formula. Configurations for the same
  * trace point are alternatives, tried in configuration order.
+ *
+ * Beyond that a configuration may give a constant state ("stateValue") instead of a state field, a pivot field of its
+ * own ("pivotField"), let the walk go on after it accepts a sample ("continue"), so that one sample adds points to
+ * several series (one thread leaves a CPU, another starts running), and be "optional": left out when the database
+ * lacks its trace point. The channel may name state values ("stateNames"), say how pivot values are named
+ * ("pivotNames"), and be "optional" itself. Text fields (char arrays, __data_loc texts) serve as states and pivots,
+ * each distinct text a value named by a dictionary of the texts; pointers and unsigned 64-bit fields as pivots.
  */
 class StatePlotAlgorithm : public TracePointAlgorithm {
 public:
@@ -78,6 +86,10 @@ public:
 
         int eventId;
         std::string eventName;
+        /** The state of every point when there is no state field. */
+        int32_t stateValue = 0;
+        /** After this configuration accepts a sample, the later ones of its trace point are still tried. */
+        bool continueWalk = false;
         perfevents::NumericTracePointField* stateField;
         perfevents::NumericTracePointField* magnitudeField;
         perfevents::NumericTracePointField* innerPivotField;
@@ -116,6 +128,7 @@ public:
     std::vector<int> getEventIds() const override { return eventIds; }
     std::vector<FieldUse> getFieldUses() const override;
     std::vector<std::string> getProblems() const override;
+    bool isLeftOut() const override { return leftOut; }
 
     /** Splits `text` at runs of blanks, tabs and line ends into `tokens` (emptied first). */
     void tokenizeString(std::vector<std::string>& tokens, const char* text);
@@ -126,6 +139,13 @@ private:
     bool _configure(const perfevents::TracePointFieldStore& fields);
     bool _configureEvent(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& events, kestrel::JSOM config,
                          int position);
+    bool _configureState(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config, EventData& eventData,
+                         const std::string& which, int eventIndex);
+    bool _configureOuterPivot(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config,
+                              EventData& eventData, const std::string& which);
+    void _makeDictionaries();
+    void _addPoint(const EventData& entry, double time, const perfevents::PerfEventDataSampleAncillary& ancillary,
+                   const unsigned char* data);
     bool _createOptionalField(const perfevents::TracePointFieldStore& fields, kestrel::JSOM& config, const char* key,
                               EventData& eventData, int eventIndex, perfevents::NumericTracePointField*& reader,
                               FieldInfo& info);
@@ -134,11 +154,10 @@ private:
     bool _configurationError(const std::string& reason, const char* format, ...);
     void _noteUnreachableConfigurations();
     void _nameColumns();
-    const EventData* _acceptingEntry(int eventId, const perfevents::PerfEventDataSampleAncillary& ancillary,
-                                     const unsigned char* data);
     void _writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key, RunDataList& list,
                       const std::string& labelPrefix);
     void _writeLabel(kestrel::JsomWriter& writer, long long key, const std::string& labelPrefix);
+    void _writeKey(kestrel::JsomWriter& writer, long long key, bool isUnsigned);
     void _writeColumnDictionary(kestrel::JsomWriter& writer);
     void _writeInfo(kestrel::JsomWriter& writer, long long key);
 
@@ -159,10 +178,22 @@ private:
     FieldInfo magnitudeInfo;
     FieldInfo innerPivotInfo;
     bool usesDefaultColumns;
-    bool pivotIsTask;
+    /** How the series of the outer pivot are labelled and their keys written. */
+    PivotNaming pivotNaming;
+    /** The texts of a text state field and of a text inner pivot field, when they are texts. */
+    std::shared_ptr<perfevents::TextDictionary> stateTexts = std::make_shared<perfevents::TextDictionary>();
+    std::shared_ptr<perfevents::TextDictionary> innerPivotTexts = std::make_shared<perfevents::TextDictionary>();
+    bool textState = false;
+    bool textInnerPivot = false;
+    bool unsignedInnerPivot = false;
+    /** The channel is optional and the database lacks its trace points: it is left out without a word. */
+    bool leftOut = false;
 
-    /** Name of the outer pivot field, kept for the "pivot" and "info" members of every series. */
+    /** Name of the outer pivot field, kept for the "pivot" and "info" members of every series: the channel's
+        "pivotField", or else the first configuration's. */
     std::string pivotFieldName;
+    /** The channel's own "pivotField". */
+    std::string channelPivotField;
 
     /** What went wrong, for the user: why the algorithm is off, configurations that never count. */
     std::string offReason;

@@ -40,6 +40,9 @@ public:
     // What went wrong, in words for the user, one reason each: why the algorithm is switched off, samples it could
     // not use, configurations that can never count. Empty when nothing did.
     virtual std::vector<std::string> getProblems() const { return std::vector<std::string>(); }
+    // Whether the channel is "optional" and was left out because the event database lacks its trace points: not a
+    // problem, the channel simply does not apply to the recording.
+    virtual bool isLeftOut() const { return false; }
 };
 
 #endif

@@ -14,7 +14,7 @@ const char* const OPTIONS = "hc:s:o:d:i:aA:B:C:l:";
 const char* const OPTIONS_WITH_ARGUMENT = "csodiABCl";
 
 // Options that have no short form.
-enum LongOnly { OPTION_STRICT = 256, OPTION_PLOT, OPTION_PRINT_CHANNELS };
+enum LongOnly { OPTION_STRICT = 256, OPTION_PLOT, OPTION_PRINT_CHANNELS, OPTION_RECIPE };
 
 // The long options: each short option has one, and some exist only in the long form.
 const struct option LONG_OPTIONS[] = {{"help", no_argument, nullptr, 'h'},
@@ -31,6 +31,7 @@ const struct option LONG_OPTIONS[] = {{"help", no_argument, nullptr, 'h'},
                                       {"strict", no_argument, nullptr, OPTION_STRICT},
                                       {"plot", required_argument, nullptr, OPTION_PLOT},
                                       {"print-channels", no_argument, nullptr, OPTION_PRINT_CHANNELS},
+                                      {"recipe", required_argument, nullptr, OPTION_RECIPE},
                                       {nullptr, 0, nullptr, 0}};
 
 void printHelp() {
@@ -69,6 +70,7 @@ void printHelp() {
     printf("       --plot spec         a channel written on the command line (repeatable), such as\n");
     printf("                           'state sched:sched_switch.next_pid per common_cpu'\n");
     printf("       --print-channels    write the channel file of the plots given and stop\n");
+    printf("       --recipe name       add the channels of a recipe (repeatable); --recipe list lists them\n");
 }
 
 // option is getopt's optopt: the character as a char, which is signed on some targets and unsigned on others.
@@ -151,6 +153,9 @@ int CommandLine::parse(int argc, char** argv, ConversionSettings& settings) {
             break;
         case OPTION_PRINT_CHANNELS:
             settings.printChannels = true;
+            break;
+        case OPTION_RECIPE:
+            settings.recipes.push_back(optarg);
             break;
         default:
             reportOptionError(optopt, optind > 0 && optind <= argc ? argv[optind - 1] : nullptr);

@@ -2,6 +2,7 @@
 
 #include "app/PerfInputRunner.h"
 #include "app/PlotSpec.h"
+#include "app/RecipeBook.h"
 #include "eventdb/EventDatabaseBuilder.h"
 #include "eventdb/RecordingFormats.h"
 #include "kestrel/FileLogAdapterFactory.h"
@@ -45,16 +46,19 @@ int Conversion::run() {
             return STATUS_FAILURE;
         }
     }
-    if (!_addPlots()) {
-        return STATUS_FAILURE;
-    }
     if (settings.printChannels) {
+        if (!_addRecipes() || !_addPlots()) {
+            return STATUS_FAILURE;
+        }
         std::string text;
         channels.toString(text, kestrel::JSOM::defaultPrecision);
         std::cout << text << std::endl;
         return 0;
     }
     if (databaseConfigured && !_openInput()) {
+        return STATUS_FAILURE;
+    }
+    if (!_addRecipes() || !_addPlots()) {
         return STATUS_FAILURE;
     }
     std::ostream* output = nullptr;
@@ -123,9 +127,12 @@ void Conversion::_resolveSettings() {
         settings.inputFile = config["inputPerfFile"].stringValuePtr(nullptr);
     }
     if (settings.channelFile == nullptr) {
-        // The default channel file is read only when no plot is given on the command line.
-        settings.channelFile =
-            config["inputChannelFile"].stringValuePtr(settings.plots.empty() ? "plotwright-channels.json" : nullptr);
+        // The default channel file is read only when no plot and no recipe is given on the command line.
+        settings.channelFile = config["inputChannelFile"].stringValuePtr(nullptr);
+        if (settings.channelFile == nullptr && settings.plots.empty() && settings.recipes.empty()) {
+            settings.channelFile = "plotwright-channels.json";
+            defaultChannelFile = true;
+        }
     }
     if (settings.outputFile == nullptr) {
         settings.outputFile = config["outputFile"].stringValuePtr(nullptr);
@@ -136,7 +143,9 @@ void Conversion::_resolveSettings() {
 }
 
 bool Conversion::_loadChannels() {
-    if (settings.channelFile == nullptr) {
+    // Without any channel file the recipes take its place.
+    allRecipes = defaultChannelFile && access(settings.channelFile, F_OK) != 0;
+    if (settings.channelFile == nullptr || allRecipes) {
         channels.fromString("[]");
         return true;
     }
@@ -149,6 +158,56 @@ bool Conversion::_loadChannels() {
                      "its top level is not an array of channels: nothing is converted");
         if (!settings.plots.empty()) {
             channels.fromString("[]"); // the plots of the command line are still converted
+        }
+    }
+    return true;
+}
+
+void Conversion::listRecipes() {
+    for (const std::string& name : RecipeBook::names()) {
+        kestrel::JSOM recipe;
+        if (!RecipeBook::load(name, recipe).empty()) {
+            continue;
+        }
+        std::string events;
+        for (const std::string& event : RecipeBook::tracePoints(recipe)) {
+            events += (events.empty() ? "" : ", ") + event;
+        }
+        std::cout << name << ": " << events << "\n";
+    }
+    if (RecipeBook::names().empty()) {
+        std::cout << "no recipes are installed (looked for "
+                  << (RecipeBook::directory().empty() ? std::string("share/plotwright/recipes")
+                                                      : RecipeBook::directory())
+                  << ")\n";
+    }
+}
+
+bool Conversion::_addRecipes() {
+    std::vector<std::string> wanted = settings.recipes;
+    if (allRecipes) {
+        wanted = RecipeBook::names();
+    }
+    std::string applied;
+    for (const std::string& name : wanted) {
+        kestrel::JSOM recipe;
+        const std::string problem = RecipeBook::load(name, recipe);
+        if (!problem.empty()) {
+            fprintf(stderr, "plotwright: --recipe '%s': %s\n", name.c_str(), problem.c_str());
+            return false;
+        }
+        if (allRecipes && !RecipeBook::applies(recipe, fields)) {
+            continue;
+        }
+        RecipeBook::append(recipe, channels);
+        applied += (applied.empty() ? "" : ", ") + name;
+    }
+    if (allRecipes) {
+        logger->infof("No channel file (%s): the recipes whose trace points the recording holds apply: %s",
+                      settings.channelFile, applied.empty() ? "none" : applied.c_str());
+        if (applied.empty()) {
+            problems.add("recipes", "none applies to the recording (and there is no channel file): give plots with "
+                                    "--plot or a channel file with -l");
         }
     }
     return true;

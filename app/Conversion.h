@@ -39,6 +39,8 @@ public:
 
     /// Runs it; returns the exit status.
     int run();
+    /// Lists the recipes with the trace points they use on standard output (--recipe list).
+    static void listRecipes();
 
 private:
     bool _loadConfiguration();
@@ -49,6 +51,7 @@ private:
     bool _openRecording();
     bool _databaseFromRecording();
     bool _loadChannels();
+    bool _addRecipes();
     bool _addPlots();
     bool _openOutput(std::ostream*& output);
     void _convert(std::ostream* output);
@@ -61,6 +64,8 @@ private:
     perfevents::TracePointFieldStore fields;
     bool databaseConfigured = false;
     kestrel::JSOM channels;
+    bool defaultChannelFile = false; // the channel file is the built-in default
+    bool allRecipes = false;         // no channel file at all: every recipe that applies
     bool fromStandardInput = false;
     std::ifstream input;
     std::unique_ptr<perfevents::PerfRecordFileReader> reader; // opened ahead when its set-up is needed early

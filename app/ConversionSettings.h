@@ -22,6 +22,8 @@ struct ConversionSettings {
     std::vector<std::string> plots;
     // Write the channel file the plots make and stop (--print-channels).
     bool printChannels = false;
+    // Recipes to add (--recipe), in order.
+    std::vector<std::string> recipes;
     // Arguments that are not options: ignored, and reported.
     std::vector<std::string> ignored;
 };

@@ -263,9 +263,9 @@ void PerfInputRunner::onEventData(const perfevents::PerfEventData& record) {
         break;
     case perfevents::PerfEventData::TYPE_FORK: {
         const auto& fork = static_cast<const perfevents::PerfEventDataFork&>(record);
-        kestrel::Singleton<ProcessDictionary>::Instance().forkThread(
-            static_cast<int32_t>(fork.getPid()), static_cast<int32_t>(fork.getTid()),
-            static_cast<int32_t>(fork.getPtid()));
+        kestrel::Singleton<ProcessDictionary>::Instance().forkThread(static_cast<int32_t>(fork.getPid()),
+                                                                     static_cast<int32_t>(fork.getTid()),
+                                                                     static_cast<int32_t>(fork.getPtid()));
         break;
     }
     default:

@@ -12,6 +12,10 @@ int main(int argc, char** argv) {
     if (status >= 0) {
         return status;
     }
+    if (settings.recipes.size() == 1 && settings.recipes[0] == "list") {
+        Conversion::listRecipes();
+        return 0;
+    }
     Conversion conversion(settings, startTime);
     return conversion.run();
 }

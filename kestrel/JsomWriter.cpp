@@ -556,6 +556,10 @@ int JsomWriter::formatLong(char* buf, long long value) {
     return formatInteger(buf, value);
 }
 
+int JsomWriter::formatUnsignedLong(char* buf, unsigned long long value) {
+    return formatInteger(buf, value);
+}
+
 void JsomWriter::appendElements(std::size_t count,
                                 const std::function<void(std::size_t, std::size_t, RowText&)>& format,
                                 const std::function<void(std::size_t)>& writeOne) {

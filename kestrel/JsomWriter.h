@@ -82,6 +82,8 @@ public:
     static int formatDouble(char* buf, double value, int precision);
     /// The text appendLong writes; returns its length.
     static int formatLong(char* buf, long long value);
+    /// The text appendUnsignedLong writes; returns its length.
+    static int formatUnsignedLong(char* buf, unsigned long long value);
 
     /// Elements formatted ahead by appendElements come in chunks of this many.
     static constexpr std::size_t ELEMENTS_PER_CHUNK = 2048;

@@ -53,6 +53,11 @@ public:
         end += JsomWriter::formatLong(end, value);
     }
 
+    void appendUnsignedLong(unsigned long long value) {
+        _separate();
+        end += JsomWriter::formatUnsignedLong(end, value);
+    }
+
     const char* data() const { return buffer.get(); }
     std::size_t size() const { return static_cast<std::size_t>(end - buffer.get()); }
 

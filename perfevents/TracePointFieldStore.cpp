@@ -1,5 +1,7 @@
 #include "perfevents/TracePointFieldStore.h"
 
+#include "perfevents/TextTracePointField.h"
+
 #include "perfevents/Address32TracePointField.h"
 #include "perfevents/Address64TracePointField.h"
 #include "perfevents/ConstantUint32TracePointField.h"
@@ -205,6 +207,45 @@ std::string TracePointFieldStore::whyNotNumeric(const char* eventName, const cha
         return what + " is read as " + field.cast + ", not as a number";
     }
     return what + " has the unknown reader type \"" + field.cast + "\"";
+}
+
+NumericTracePointField* TracePointFieldStore::createValueField(const char* eventName, const char* fieldName,
+                                                               TextDictionary& texts, ValueKind& kind,
+                                                               std::string& declaredType, std::string& why) const {
+    FieldDescription field;
+    if (!describeField(eventName, fieldName, field)) {
+        why = whyNotNumeric(eventName, fieldName);
+        return nullptr;
+    }
+    declaredType = field.type;
+    const std::string cast = field.cast;
+    if (cast == TracePointField::CASTTYPE_ADDRESS32 || cast == TracePointField::CASTTYPE_ADDRESS64) {
+        // A pointer is an unsigned number of its width, named in hexadecimal.
+        const bool wide = cast == TracePointField::CASTTYPE_ADDRESS64;
+        TracePointField* reader =
+            createTracePointField(wide ? TracePointField::CASTTYPE_UINT64 : TracePointField::CASTTYPE_UINT32);
+        reader->setOffset(field.offset);
+        reader->setSize(field.size);
+        kind = VALUE_ADDRESS;
+        return static_cast<NumericTracePointField*>(reader);
+    }
+    TextTracePointField::Layout layout;
+    if (cast.empty() && !field.ancillary && TextTracePointField::layoutOf(field.type, layout)) {
+        TextTracePointField* reader = new TextTracePointField(layout, texts);
+        reader->setOffset(field.offset);
+        reader->setSize(field.size);
+        kind = VALUE_TEXT;
+        return reader;
+    }
+    NumericTracePointField* reader = createNumericField(eventName, fieldName);
+    if (reader == nullptr) {
+        why = whyNotNumeric(eventName, fieldName);
+        return nullptr;
+    }
+    kind = std::strcmp(reader->getTypeName(), TracePointField::CASTTYPE_UINT64) == 0 && !field.ancillary
+               ? VALUE_UNSIGNED
+               : VALUE_SIGNED;
+    return reader;
 }
 
 NumericTracePointField* TracePointFieldStore::createNumericField(const char* eventName, const char* fieldName) const {

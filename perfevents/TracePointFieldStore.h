@@ -4,6 +4,7 @@
 #include "kestrel/JSOM.h"
 #include "perfevents/AddressTracePointField.h"
 #include "perfevents/NumericTracePointField.h"
+#include "perfevents/TextDictionary.h"
 #include "perfevents/TracePointFieldFactory.h"
 
 #include <cstdint>
@@ -61,6 +62,21 @@ public:
         uint32_t size = 0;
         bool ancillary = false; ///< taken from the sample's ancillary values, not from its raw data
     };
+    /** What a value field reads, for writing and naming its values. */
+    enum ValueKind {
+        VALUE_SIGNED,   ///< a number that fits in a signed 64-bit integer
+        VALUE_UNSIGNED, ///< an unsigned 64-bit number: written as unsigned
+        VALUE_ADDRESS,  ///< a pointer: written as unsigned, named in hexadecimal
+        VALUE_TEXT      ///< a text: the number of the text in a TextDictionary
+    };
+    /**
+     * A reader of a field whose value a plot shows (a value, a state or a pivot): a numeric field as such, a pointer
+     * as an unsigned number, a text (char[N], __data_loc char[]) as the number of its text in texts. Null, with
+     * why saying why in words, when there is none. kind and declaredType receive what the field is.
+     */
+    NumericTracePointField* createValueField(const char* eventName, const char* fieldName, TextDictionary& texts,
+                                             ValueKind& kind, std::string& declaredType, std::string& why) const;
+
     /** Fills in the description of a field; false when the database has no such field. */
     bool describeField(const char* eventName, const char* fieldName, FieldDescription& description) const;
     /** Why no numeric reader can be created for a field, in words for the user; empty when one can. */

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+
+#include <cstring>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -24,7 +26,9 @@ const char* const DATABASE = R"({
     "test:ev": {"id": 7, "fields": {
       "value": {"offset": 8, "size": 4, "cast": "int32_t"},
       "key": {"offset": 12, "size": 2, "cast": "int16_t"},
-      "where": {"offset": 16, "size": 8, "cast": "address64_t"}
+      "where": {"offset": 16, "size": 8, "cast": "address64_t"},
+      "count": {"offset": 16, "size": 8, "cast": "uint64_t"},
+      "comm": {"type": "char[8]", "offset": 16, "size": 8}
     }}
   }
 })";
@@ -149,7 +153,7 @@ TEST_F(NumberPlotTest, ConfigurationErrorsLeaveTheAlgorithmInert) {
              R"("events": ["test:ev"])",                                              // no value field
              R"("events": ["test:none"], "valueField": "value")",                     // unknown event
              R"("events": ["test:ev"], "valueField": "nothing")",                     // unknown field
-             R"("events": ["test:ev"], "valueField": "where")",                       // not numeric
+             R"("events": ["test:ev"], "valueField": "comm")",                        // a text
              R"("events": ["test:ev"], "valueField": "value", "pivotField": "none")", // unknown pivot
          }) {
         auto algorithm = create(std::string(R"({"detail": {"algorithm": "numberplot", )") + detail + "}}");
@@ -159,6 +163,50 @@ TEST_F(NumberPlotTest, ConfigurationErrorsLeaveTheAlgorithmInert) {
         send(*algorithm, 7, 0.0, 1, 0);
         EXPECT_EQ("[]", close(*algorithm, false)) << detail;
     }
+}
+
+// Pointers and unsigned 64-bit fields are plotted as unsigned numbers, pointer pivots are named in hexadecimal, and
+// pivots on thread ids, device numbers and texts are named as "pivotNames" says.
+TEST_F(NumberPlotTest, PointersUnsignedNumbersAndNamedPivots) {
+    auto sendWide = [this](TracePointAlgorithm& algorithm, unsigned long long wide, short key, const char* text) {
+        ancillary.raw.assign(24, 0);
+        ancillary.put(8, 5);
+        ancillary.put(12, key);
+        ancillary.put(16, wide);
+        if (text != nullptr) {
+            std::memcpy(ancillary.raw.data() + 16, text, std::strlen(text) + 1);
+        }
+        algorithm.onTracePointEvent(7, 0.5, ancillary, ancillary.data());
+    };
+    auto pointers = create(R"({"detail": {"algorithm": "numberplot", "events": ["test:ev"], "valueField": "where",
+        "pivotField": "where"}})");
+    sendWide(*pointers, 0xffffffff813ccbccULL, 0, nullptr);
+    sendWide(*pointers, 0x10ULL, 0, nullptr);
+    const std::string out = close(*pointers, true);
+    EXPECT_NE(std::string::npos, out.find(R"("label":"0x10","pivot":{"where":16})")) << out;
+    EXPECT_NE(std::string::npos, out.find(R"("label":"0xffffffff813ccbcc","pivot":{"where":18446744071582829516})"))
+        << out;
+    EXPECT_NE(std::string::npos, out.find("[[0.5,18446744071582829516]]")) << out;
+    EXPECT_LT(out.find("0x10"), out.find("0xffffffff")) << "series in unsigned order";
+
+    ProcessDictionary& threads = kestrel::Singleton<ProcessDictionary>::Instance();
+    threads.clear();
+    threads.addThread(3, 3, "three");
+    const std::pair<const char*, const char*> names[] = {
+        {R"("pivotField": "key", "pivotNames": "threads")", R"("label":"three")"},
+        {R"("pivotField": "count", "pivotNames": "devices")", R"("label":"259:3")"},
+        {R"("pivotField": "comm")", R"("label":"sleep")"},
+    };
+    for (const auto& name : names) {
+        auto named = create(std::string(R"({"detail": {"algorithm": "numberplot", "events": ["test:ev"],
+            "valueField": "value", )") + name.first + "}}");
+        const bool text = std::string(name.second).find("sleep") != std::string::npos;
+        sendWide(*named, (259ULL << 20) | 3, 3, text ? "sleep" : nullptr);
+        EXPECT_NE(std::string::npos, close(*named, true).find(name.second)) << name.first;
+    }
+    auto mismatch = create(R"({"detail": {"algorithm": "numberplot", "events": ["test:ev"], "valueField": "value",
+        "pivotField": "comm", "pivotNames": "hex"}})");
+    EXPECT_FALSE(dynamic_cast<NumberPlotAlgorithm&>(*mismatch).isConfigured());
 }
 
 TEST_F(NumberPlotTest, SeriesOfManyChunksGiveTheSameBytesFormattedAhead) {

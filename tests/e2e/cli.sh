@@ -71,7 +71,8 @@ help_rest=' USAGE plotwright [options]
        --strict            exit with status 2 when the conversion had problems (listed on stderr)
        --plot spec         a channel written on the command line (repeatable), such as
                            '\''state sched:sched_switch.next_pid per common_cpu'\''
-       --print-channels    write the channel file of the plots given and stop'
+       --print-channels    write the channel file of the plots given and stop
+       --recipe name       add the channels of a recipe (repeatable); --recipe list lists them'
 for args in "-h" "-a -s 5 -h" "-h -q" "-h -c missing.conf" "--help" "--strict --start 5 --help"; do
     # shellcheck disable=SC2086
     "$bin" $args >out.txt 2>err.txt
@@ -120,8 +121,8 @@ echo '{"eventDatabase": "missing-events.json"}' >baddb.conf
 cat >run.conf <<CONF
 {"eventDatabase": "$data/events.json"}
 CONF
-# Neither a channel file nor an input: only the channel file is reported.
-expect_log "Cannot read channel information from plotwright-channels.json, aborting.." -- -c run.conf
+# Neither a channel file nor an input: the recipes take the place of the default channel file, the input is missing.
+expect_log "No input file specified, aborting.." -- -c run.conf
 expect_log "Cannot read channel information from nochannels.json, aborting.." -- -c run.conf -l nochannels.json
 expect_log "No input file specified, aborting.." -- -c run.conf -l "$data/channels.json"
 expect_log "Cannot open missing.data for reading, aborting.." -- -c run.conf -l "$data/channels.json" -i missing.data
