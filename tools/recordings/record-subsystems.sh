@@ -120,9 +120,13 @@ trace sched:sched_switch sched:sched_waking
 record sched-waking "${events[@]}" -a -- sh -c 'sleep 0.005; sleep 0.005; sleep 0.005; sleep 0.005'
 
 # perf sched record chooses its own trace points and options (-a -R -c 1); perf sched timehist is the independent
-# reference for the run time and scheduling delay of every thread.
+# reference for the run time, wait time and scheduling delay of every thread. With every CPU busy no switch is lost
+# to an idle CPU, so most threads have a complete story to compare; the recording is bigger for it.
 trace sched:sched_switch sched:sched_waking sched:sched_stat_runtime sched:sched_process_fork
-retry schedrecord perf sched record --synth=task -m "$pages" -o schedrecord.data -- perf bench sched messaging -g 1 -l 1
+limit=250000
+retry schedrecord perf sched record --synth=task -m 16 -o schedrecord.data -- sh -c "$busy" busy \
+    perf bench sched messaging -g 1 -l 1
+limit=150000
 if selected schedrecord; then
     perf sched timehist -i schedrecord.data >schedrecord.timehist.txt 2>/dev/null
     perf sched timehist -s -i schedrecord.data >schedrecord.timehist-summary.txt 2>/dev/null
