@@ -199,4 +199,43 @@ TEST_F(StatePlotTest, SeriesOfManyChunksGiveTheSameBytesFormattedAhead) {
     EXPECT_GT(std::count(texts[0].begin(), texts[0].end(), '\n'), 5);
 }
 
+TEST_F(StatePlotTest, OneSampleEndsOneSeriesAndStartsAnother) {
+    // Like a switch: the first configuration sends the thread in "a" to the state in "b" and goes on; the second
+    // starts the thread in "c" in the constant state 512. The third needs a trace point the database lacks and is
+    // left out, being optional. The pivot member takes the first configuration's field name.
+    create(R"({"id":"t","name":"n","detail":{"events":["ev","missing"],"endState":-1,
+        "stateNames":{"512":"Running","1":"Sleeping","x":"bad"},"eventConfigs":[
+        {"eventIndex":0,"pivotField":"a","stateField":"b","continue":true},
+        {"eventIndex":0,"pivotField":"c","stateValue":512,"filterFormula":"$0 0 !=","filterFields":["c"]},
+        {"eventIndex":1,"pivotField":"a","stateValue":0,"optional":true}]}})");
+    ASSERT_TRUE(algorithm->isConfigured());
+    send(7, 1.0, {10, 1, 20});
+    send(7, 2.0, {20, 1, 10});
+    send(7, 3.0, {10, 2, 0}); // the filter stops the second configuration
+    const std::string out = close();
+    EXPECT_NE(std::string::npos, out.find(R"("pivot":{"a":10},)")) << out;
+    EXPECT_NE(std::string::npos, out.find(R"("data":[[1,1],[2,512],[3,2]]})")) << out;
+    EXPECT_NE(std::string::npos, out.find(R"("data":[[1,512],[2,1]]})")) << out;
+    EXPECT_NE(std::string::npos, out.find(R"("dataDictionary":{"scope":"plotwright","dictionary":"t b"})")) << out;
+
+    // Without "optional" the missing trace point switches the channel off; a constant state with a state field, or
+    // out of 32 bits, is refused.
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {R"({"detail":{"events":["ev","missing"],"eventConfigs":[{"eventIndex":0,"stateField":"a"},
+            {"eventIndex":1,"stateValue":1}]}})",
+         "Cannot find event [missing] in the store."},
+        {R"({"detail":{"events":["ev"],"eventConfigs":[{"eventIndex":0,"stateField":"a","stateValue":1}]}})",
+         "Bad stateValue on event #0."},
+        {R"({"detail":{"events":["ev"],"eventConfigs":[{"eventIndex":0,"stateValue":4294967296}]}})",
+         "Bad stateValue on event #0."},
+    };
+    for (const auto& c : cases) {
+        testing::internal::CaptureStdout();
+        create(c.first);
+        const std::string log = testing::internal::GetCapturedStdout();
+        EXPECT_NE(std::string::npos, log.find(c.second)) << c.first << "\nlog: " << log;
+        EXPECT_FALSE(algorithm->isConfigured()) << c.first;
+    }
+}
+
 } // namespace

@@ -64,6 +64,15 @@ TEST(ProcessDictionaryTest, WritesThreadsInTidOrderWithScopedCopies) {
               "\"map\":{}}}}]",
               print(dictionary, &wrote));
     EXPECT_TRUE(wrote);
+
+    // A forked thread takes its parent's name until a comm record names it; a comm record before the fork stands.
+    dictionary.forkThread(10, 12, 11);
+    EXPECT_EQ("worker \"1\"\\", *dictionary.getThreadName(12));
+    dictionary.setThreadName(12, "renamed");
+    dictionary.forkThread(10, 12, 9);
+    EXPECT_EQ("renamed", *dictionary.getThreadName(12));
+    dictionary.forkThread(10, 13, 99); // a parent never seen names nothing
+    EXPECT_EQ(nullptr, dictionary.getThreadName(13));
 }
 
 TEST(SeriesDataSetTest, PrintsAllMembersInInsertionOrderAndOwnsThem) {

@@ -111,4 +111,10 @@ convert window 'plotwright: collection window: no sample lies in [0.500000 s, 1.
 convert arguments 'plotwright: argument "sched.data": not an option: ignored (options begin with - or --)' \
     -c run.conf -i "$sched" -l clean.json sched.data
 
+# 6. State values beyond 32 bits (timer expiry times in ns) are cut, and said so; the database comes from the recording.
+printf '{"log": {"adapter": {"type": "file", "baseName": "log.txt"}}}\n' >own.conf
+channels expiry.json '{"id": "expiry", "detail": {"type": "varnel2", "algorithm": "stateplot", "events": ["timer:hrtimer_start"], "pivotField": "common_cpu", "eventConfigs": [{"eventIndex": 0, "stateField": "expires"}]}}'
+convert expiry 'plotwright: channel "expiry": 88 state values did not fit in 32 bits and were cut to their low 32 bits' \
+    -c own.conf -i "$recordings/subsystems/timer.data" -l expiry.json
+
 exit $((failures != 0))
