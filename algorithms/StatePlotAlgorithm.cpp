@@ -361,6 +361,7 @@ bool StatePlotAlgorithm::_configureState(const perfevents::TracePointFieldStore&
                                        "%p Configuration Error: Bad stateValue on event #%d.", this, idx);
         }
         eventData.stateValue = static_cast<int32_t>(value);
+        constantStates = true;
         return true;
     }
     if (stateName == nullptr) {
@@ -482,6 +483,13 @@ void StatePlotAlgorithm::_makeDictionaries() {
 void StatePlotAlgorithm::_nameColumns() {
     std::set<std::string> usedNames;
     bool stateDefault = stateInfo.setup("state", usedNames);
+    if (constantStates) {
+        // Running or Runnable beside the prev_state of a switch: named as a state, not as the field.
+        stateInfo.name = "state";
+        stateInfo.description = "state";
+        stateInfo.dictionary.clear();
+        stateDefault = true;
+    }
     usedNames.insert(stateInfo.name);
     bool magnitudeDefault = magnitudeInfo.setup("magnitude", usedNames);
     usedNames.insert(magnitudeInfo.name);

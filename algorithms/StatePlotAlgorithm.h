@@ -184,6 +184,8 @@ private:
     std::shared_ptr<perfevents::TextDictionary> stateTexts = std::make_shared<perfevents::TextDictionary>();
     std::shared_ptr<perfevents::TextDictionary> innerPivotTexts = std::make_shared<perfevents::TextDictionary>();
     bool textState = false;
+    // Some configuration gives a constant state: the column is no field's, but the channel's state.
+    bool constantStates = false;
     bool textInnerPivot = false;
     bool unsignedInnerPivot = false;
     /** The channel is optional and the database lacks its trace points: it is left out without a word. */

@@ -61,7 +61,7 @@ void printHelp() {
     printf("       --duration duration the same as -d\n");
     printf("       --input file        the same as -i\n");
     printf("       --channels file     the same as -l\n");
-    printf("       --output file       the same as -o\n");
+    printf("       --output file       the same as -o (\"-\": standard output)\n");
     printf("       --append            the same as -a\n");
     printf("       --skew number       the same as -A\n");
     printf("       --offset number     the same as -B\n");

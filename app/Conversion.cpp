@@ -75,7 +75,7 @@ bool Conversion::_loadConfiguration() {
     // tune, shows warnings and errors only (the problems of the conversion are summed up on standard error anyway).
     if (!settings.configGiven && access(settings.configFile, F_OK) != 0) {
         config.fromString("{}");
-        kestrel::Logger::setMasterLogLevel(*kestrel::LogLevel::valueOf("WARN"));
+        kestrel::Logger::setMasterLogLevel(*kestrel::LogLevel::valueOf(settings.defaultLogLevel));
         return true;
     }
     if (config.fromFile(settings.configFile).isError()) {
@@ -93,8 +93,9 @@ void Conversion::_configureLogging() {
     }
     // The document may go to standard output: the log, unless it has a file of its own, then goes to standard
     // error, so that the document stays a document.
-    if (settings.outputFile == nullptr && !config["outputFile"].isString() &&
-        kestrel::Logger::getLogAdapter() == nullptr) {
+    const bool documentOnStandardOutput =
+        settings.outputFile == nullptr ? !config["outputFile"].isString() : std::strcmp(settings.outputFile, "-") == 0;
+    if (documentOnStandardOutput && kestrel::Logger::getLogAdapter() == nullptr) {
         kestrel::Logger::setStandardStream(stderr);
     }
     logger = kestrel::Logger::getLogger("main");
@@ -284,7 +285,7 @@ bool Conversion::_databaseFromRecording() {
 
 bool Conversion::_openOutput(std::ostream*& output) {
     output = &std::cout;
-    if (settings.outputFile == nullptr) {
+    if (settings.outputFile == nullptr || std::strcmp(settings.outputFile, "-") == 0) {
         return true;
     }
     outputFile.open(settings.outputFile,

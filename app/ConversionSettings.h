@@ -8,6 +8,8 @@
 struct ConversionSettings {
     const char* configFile = "plotwright.conf";
     bool configGiven = false; // -c was given: a file that cannot be read is a failure even when absent
+    // The log's level when there is no configuration file (the problems are summed up on standard error anyway).
+    const char* defaultLogLevel = "WARN";
     const char* inputFile = nullptr;
     const char* channelFile = nullptr;
     const char* outputFile = nullptr;

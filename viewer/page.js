@@ -320,8 +320,9 @@
     const f = (n) => l - a * Math.max(-1, Math.min(k(n) - 3, 9 - k(n), 1));
     return [Math.round(f(0) * 255), Math.round(f(8) * 255), Math.round(f(4) * 255)];
   }
-  // One colour per state value, the same in every row: the hue walks over a hash of the value's text, so
-  // neighbouring values (consecutive thread ids) look clearly different.
+  // One colour per state as the page names it (its name and value, or its value), the same in every row: the hue
+  // walks over a hash of that text, so neighbouring values (consecutive thread ids) look clearly different, and a
+  // value that two channels name differently (0: Runnable, or thread 0) gets two colours.
   function stateColour(text) {
     let c = colourCache.get(text);
     if (c) return c;
@@ -419,7 +420,7 @@
       s.magCol = layout.mag ? col(layout.mag) : null;
       if (typeof obj.endState === 'string') s.endIndex = s.values.indexOf(obj.endState);
       s.colours = new Uint32Array(s.values.length);
-      for (let i = 0; i < s.values.length; i++) s.colours[i] = stateColour(s.values[i]).u32;
+      for (let i = 0; i < s.values.length; i++) s.colours[i] = stateColour(stateText(s.stateCol, s.values[i])).u32;
     } else {
       s.valueCol = col(1);
       const style = isObject(obj.hints) && typeof obj.hints.style === 'string' ? obj.hints.style.toLowerCase() : '';
@@ -957,7 +958,7 @@
         if (text.length <= 1) continue;
         text += '\u2026';
       }
-      const colour = stateColour(s.values[l.v]);
+      const colour = stateColour(stateText(s.stateCol, s.values[l.v]));
       ctx.fillStyle = colour.dark ? '#ffffff' : '#14181f';
       ctx.fillText(text, l.x + 4 * dpr, l.y + l.h / 2 + 0.5);
     }
@@ -1004,9 +1005,9 @@
       if (lane.kind !== 'state' || lane.n === 0) continue;
       const s = lane.series;
       const add = (index, time) => {
-        const text = s.values[index];
+        const text = stateText(s.stateCol, s.values[index]);
         const e = total.get(text);
-        if (e) e.time += time; else total.set(text, { time: time, col: s.stateCol, text: text });
+        if (e) e.time += time; else total.set(text, { time: time, text: text });
       };
       for (let i = 0; i + 1 < lane.totals.length; i += 2) add(lane.totals[i], lane.totals[i + 1] * lane.tickSec);
       if (lane.tail !== s.endIndex) add(lane.tail, (lane.endTick - lane.last) * lane.tickSec);
@@ -1020,7 +1021,7 @@
       const item = make('span', 'item');
       const sw = make('span', 'swatch');
       sw.style.background = stateColour(it.text).css;
-      item.append(sw, document.createTextNode(stateText(it.col, it.text)));
+      item.append(sw, document.createTextNode(it.text));
       legend.append(item);
     }
     if (items.length > shown.length) legend.append(make('span', 'item', '+' + (items.length - shown.length) + ' more'));
@@ -1110,7 +1111,7 @@
         const v = p.b.v[p.i];
         const text = s.values[v];
         if (v === s.endIndex) lines.push({ key: s.stateCol.label, text: 'nothing (end state ' + text + ')' });
-        else lines.push({ key: s.stateCol.label, text: stateText(s.stateCol, text), swatch: stateColour(text).css });
+        else lines.push({ key: s.stateCol.label, text: stateText(s.stateCol, text), swatch: stateColour(stateText(s.stateCol, text)).css });
         if (p.b.m) lines.push({ key: s.magCol.label, text: s.magnitudes ? s.magnitudes[p.b.m[p.i]] : numberText(p.b.m[p.i]) });
         const a = axisTime(lane, p.start), z = axisTime(lane, p.end);
         lines.push({ key: 'span', text: durationText(z - a) + ' (' + timeText(a) + ' to ' + timeText(z) + ')' });
@@ -1187,7 +1188,7 @@
           const isEnd = v === s.endIndex;
           if (!isEnd) {
             const sw = make('span', 'sw');
-            sw.style.background = stateColour(text).css;
+            sw.style.background = stateColour(stateText(s.stateCol, text)).css;
             span.append(sw);
           }
           span.dataset.state = text;

@@ -216,7 +216,7 @@ TEST_F(StatePlotTest, OneSampleEndsOneSeriesAndStartsAnother) {
     EXPECT_NE(std::string::npos, out.find(R"("pivot":{"a":10},)")) << out;
     EXPECT_NE(std::string::npos, out.find(R"("data":[[1,1],[2,512],[3,2]]})")) << out;
     EXPECT_NE(std::string::npos, out.find(R"("data":[[1,512],[2,1]]})")) << out;
-    EXPECT_NE(std::string::npos, out.find(R"("dataDictionary":{"scope":"plotwright","dictionary":"t b"})")) << out;
+    EXPECT_NE(std::string::npos, out.find(R"("dataDictionary":{"scope":"plotwright","dictionary":"t state"})")) << out;
 
     // Without "optional" the missing trace point switches the channel off; a constant state with a state field, or
     // out of 32 bits, is refused.

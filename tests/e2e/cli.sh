@@ -63,7 +63,7 @@ help_rest=' USAGE plotwright [options]
        --duration duration the same as -d
        --input file        the same as -i
        --channels file     the same as -l
-       --output file       the same as -o
+       --output file       the same as -o ("-": standard output)
        --append            the same as -a
        --skew number       the same as -A
        --offset number     the same as -B
@@ -128,5 +128,11 @@ expect_log "No input file specified, aborting.." -- -c run.conf -l "$data/channe
 expect_log "Cannot open missing.data for reading, aborting.." -- -c run.conf -l "$data/channels.json" -i missing.data
 expect_log "Cannot open $work/no/such/dir/out.json for writing, aborting.." -- -c run.conf -l "$data/channels.json" \
     -i "$src/tests/data/recordings/single.data" -o "$work/no/such/dir/out.json"
+
+# "-o -" is standard output, even where the configuration names a file; the log then goes to standard error.
+echo "{\"eventDatabase\": \"$data/events.json\", \"outputFile\": \"conf-out.json\"}" >outconf.conf
+"$bin" -c run.conf -l "$data/channels.json" -i "$src/tests/data/recordings/single.data" >plain.json 2>/dev/null
+"$bin" -c outconf.conf -l "$data/channels.json" -i "$src/tests/data/recordings/single.data" -o - >dash.json 2>/dev/null
+[ -s dash.json ] && cmp -s plain.json dash.json && [ ! -e conf-out.json ] && [ ! -e ./- ] || fail "-o - does not write to standard output"
 
 exit $((failures != 0))

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # End-to-end test of plotwright-view (it sits next to plotwright) on the example recording's conversion: the page's
 # manifest carries every document with all its points (also two appended documents, and several inputs), data
-# beyond the page's limit goes to its data folder, the trace equals the expected one, and bad input ends with
-# status 1, one line on standard error and no output file.
+# beyond the page's limit goes to its data folder, the trace equals the expected one, a recording given to it is
+# converted as plotwright converts it, and bad input ends with status 1, one line on standard error and no output
+# file.
 set -uo pipefail
 . "$(dirname "$0")/common.bash"
 view=$(dirname "$bin")/plotwright-view
@@ -71,6 +72,23 @@ view trace -f trace -o sched-trace.json sched-plot.json
 cmp -s sched-trace.json "$expected/sched-trace.json" ||
     fail "the trace differs from $expected/sched-trace.json: $(diff <(tr '{' '\n' <sched-trace.json) <(tr '{' '\n' <"$expected/sched-trace.json") | head -10)"
 
+# A recording is converted as plotwright converts it, with the recipes or with the plots given: the trace and the
+# page's documents are those of plotwright's output. A conversion that fails ends the view with status 1.
+"$bin" -i "$src/examples/sched.data" -o recipes.json 2>/dev/null || fail "conversion with the recipes failed"
+view recording-trace -f trace -o recording-trace.json "$src/examples/sched.data"
+view recipes-trace -f trace -o recipes-trace.json recipes.json
+cmp -s recording-trace.json recipes-trace.json || fail "the trace of a recording differs from that of its conversion"
+view recording -o recording.html "$src/examples/sched.data"
+[ "$(manifest_points recording.html)" = "$(points recipes.json) " ] ||
+    fail "the page of a recording: $(manifest_points recording.html) points, not $(points recipes.json)"
+manifest recording.html | grep -qF '"group":"Threads"' || fail "the page of a recording lacks the sched recipe's threads"
+"$bin" -i "$src/examples/sched.data" --plot sched:sched_switch.next_prio -o prio.json 2>/dev/null
+view plot -o prio.html --plot sched:sched_switch.next_prio "$src/examples/sched.data" compact.json
+[ "$(manifest_points prio.html)" = "$(points prio.json) $n " ] || fail "--plot: $(manifest_points prio.html)"
+"$view" -o bad-plot.html --plot sched:sched_switch.nothing "$src/examples/sched.data" 2>stderr
+[ $? -eq 1 ] && [ ! -e bad-plot.html ] && grep -qF "sched.data\": the conversion failed" stderr &&
+    grep -qF "nothing" stderr || fail "a bad --plot: $(cat stderr)"
+
 # expect_error <message> args...: status 1, one line on standard error holding the message, no output file
 # (nor a temporary one) in the folder, and an output file that existed before left as it was.
 mkdir out
@@ -98,7 +116,8 @@ expect_error "head.json: not JSON: syntax error" sched-plot.json head.json
 expect_error "sched-channels.json: element 1: not plot data: an object without a \"type\" text" \
     "$src/examples/sched-channels.json"
 expect_error "plotwright.conf: not plot data: the document is an object, not an array" "$src/examples/plotwright.conf"
-expect_error "sched.data: not JSON" "$src/examples/sched.data"
+printf '\177ELF\2\1\1' >binary.data
+expect_error "binary.data: not JSON" binary.data
 expect_error "cannot open missing.json: No such file or directory" missing.json
 expect_error "cannot read out: it is a directory" out
 expect_error "unknown format \"svg\"" -f svg sched-plot.json
