@@ -2,16 +2,38 @@
 
 #include "kestrel/InfixCompiler.h"
 #include "kestrel/JSOM.h"
+#include "perfevents/TextDictionary.h"
 #include "perfevents/TracePointFieldStore.h"
 
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <map>
+#include <memory>
 
 namespace {
 
 const char* const KEYWORDS[] = {"per", "where", "end", "as", "group"};
+
+// How the series of a pivot field are named when the field says what it holds: thread ids (declared pid_t, or named
+// pid, tid or *_pid) by the thread's name, device numbers (dev_t) as major:minor; null to leave it to the plot
+// (common_pid and common_tid name threads there already, other numbers stay numbers).
+const char* pivotNames(const perfevents::TracePointFieldStore& fields, const std::string& event,
+                       const std::string& field) {
+    if (field == "common_pid" || field == "common_tid") {
+        return nullptr;
+    }
+    perfevents::TracePointFieldStore::FieldDescription description;
+    if (!fields.describeField(event.c_str(), field.c_str(), description)) {
+        return nullptr;
+    }
+    const bool pidName =
+        field == "pid" || field == "tid" || (field.size() > 4 && field.compare(field.size() - 4, 4, "_pid") == 0);
+    if (description.type == "pid_t" || pidName) {
+        return "threads";
+    }
+    return description.type == "dev_t" ? "devices" : nullptr;
+}
 
 bool isKeyword(const std::string& text) {
     for (const char* keyword : KEYWORDS) {
@@ -126,9 +148,23 @@ std::string PlotSpec::toChannel(const std::string& spec, int number, const perfe
         const std::string why = fields.whyNotNumeric(event.c_str(), name.c_str());
         return why.empty() ? why : std::string(role) + " \"" + name + "\": " + why;
     };
-    problem = checkField(field, "field");
+    // The plotted field and the pivot may also be pointers and texts (a state or a pivot named by its text); a
+    // number plot's value must be a number or a pointer.
+    auto checkValue = [&](const std::string& name, const char* role, bool textAllowed) {
+        perfevents::TextDictionary texts;
+        perfevents::TracePointFieldStore::ValueKind valueKind;
+        std::string declared, why;
+        std::unique_ptr<perfevents::NumericTracePointField> reader(
+            fields.createValueField(event.c_str(), name.c_str(), texts, valueKind, declared, why));
+        if (reader && valueKind == perfevents::TracePointFieldStore::VALUE_TEXT && !textAllowed) {
+            why = "field \"" + name + "\" of " + event + " is a text (" + declared +
+                  "): a number plot needs a number (a state plot shows texts: write \"state " + target + "\")";
+        }
+        return why.empty() ? why : std::string(role) + " \"" + name + "\": " + why;
+    };
+    problem = checkValue(field, "field", kind == "state");
     if (problem.empty() && clauses.count("per") != 0) {
-        problem = checkField(clauses["per"], "per");
+        problem = checkValue(clauses["per"], "per", true);
     }
     if (!problem.empty()) {
         return problem;
@@ -168,6 +204,10 @@ std::string PlotSpec::toChannel(const std::string& spec, int number, const perfe
     detail["events"][0].setString(event);
     if (clauses.count("per") != 0) {
         detail["pivotField"].setString(clauses["per"]);
+        const char* names = pivotNames(fields, event, clauses["per"]);
+        if (names != nullptr) {
+            detail["pivotNames"].setString(names);
+        }
         if (clauses.count("as") != 0) {
             detail["pivotPrefix"].setString(clauses["as"]);
         }

@@ -36,7 +36,8 @@ const std::vector<Plot> PLOTS = {
      [](const perftest::ScriptLine& line) { return static_cast<int64_t>(static_cast<uint32_t>(line.tid)); }},
     {"number sched:sched_wakeup.target_cpu per pid where prio < 120 || -target_cpu ^ 2 == -1 as Woken",
      R"({"id": "plot2", "name": "Woken", "detail": {"type": "varnel2", "algorithm": "numberplot",
-         "events": ["sched:sched_wakeup"], "pivotField": "pid", "pivotPrefix": "Woken", "valueField": "target_cpu",
+         "events": ["sched:sched_wakeup"], "pivotField": "pid", "pivotNames": "threads", "pivotPrefix": "Woken",
+         "valueField": "target_cpu",
          "filterFormula": "$0 120 < $1 2 pow -1 * -1 == ||", "filterFields": ["prio", "target_cpu"]}})",
      "sched:sched_wakeup", "target_cpu", "pid",
      [](const perftest::ScriptLine& line) { return line.fields.at("prio") < 120 || line.fields.at("target_cpu") == 1; },
@@ -142,6 +143,9 @@ TEST_F(PlotOptionTest, EveryMistakeInAPlotIsOneLineThatNamesIt) {
         {"sched:sched_switch.next_pid where prev_comm > 0",
          "where: field \"prev_comm\": field \"prev_comm\" of sched:sched_switch (char[16]) has no reader: arrays and "
          "variable-length fields cannot be read as numbers"},
+        {"sched:sched_switch.prev_comm",
+         "field \"prev_comm\": field \"prev_comm\" of sched:sched_switch is a text (char[16]): a number plot needs a "
+         "number (a state plot shows texts: write \"state sched:sched_switch.prev_comm\")"},
         {"sched:sched_switch.next_pid end 3",
          "\"end\" applies to state plots only (write \"state sched:sched_switch.next_pid ...\")"},
         {"state sched:sched_switch.next_pid end x", "\"end\" needs a whole number, found \"x\""},

@@ -211,11 +211,11 @@ TEST(RecipeTest, SchedulerRecipeAsPerfDecodesIt) {
             return name.empty() ? std::to_string(tid) : name;
         };
 
-        // The task on each CPU, named by the thread dictionary; the idle task is named idle.
+        // The task on each CPU, named by the thread dictionary; the idle task is named so.
         const NamedPlots cpuTask = fromListing(listing, [](const perftest::ScriptLine& line, NamedPlots& plots) {
             if (line.event == "sched:sched_switch")
                 plots[cpu(line.cpu)].emplace_back(line.time, line.fields.at("next_pid") == 0
-                                                                 ? std::string("idle")
+                                                                 ? std::string("idle task")
                                                                  : std::to_string(line.fields.at("next_pid")));
         });
         EXPECT_EQ("", compare(cpuTask, converted.named(converted.series("Scheduler", "sched:sched_switch"))));

@@ -1,8 +1,9 @@
 // Opens pages written by plotwright-view in headless Chromium and uses them as a person would: rows and
 // labels, tooltips with dictionary names, zoom and pan, the row filter, the numbers of a selected range, short
 // events seen in the pixels; every page must load without a console error and without a single request beyond
-// its own file and its data folder. Also writes docs/viewer.png of the example page and reports the time the
-// large generated document takes to its first drawing.
+// its own file and its data folder; a recording given straight to plotwright-view shows the recipes' named rows.
+// Reports the time the large generated document takes to its first drawing. With PLOTWRIGHT_DOCS=1 it also
+// writes the README's screenshots, docs/viewer.png (the example page) and docs/recipe-sched.png (a recording).
 // Usage: node page.test.js <plotwright-view> <plotwright> <source dir>
 'use strict';
 const { test, before, after } = require('node:test');
@@ -112,6 +113,13 @@ async function open(file, viewport) {
 
 const viewRange = (page) => page.$eval('#plot', (p) => [Number(p.dataset.viewStart), Number(p.dataset.viewEnd)]);
 const drawCount = (page) => page.$eval('#plot', (p) => Number(p.dataset.drawCount));
+// The README's screenshots, when asked for.
+async function screenshot(page, name) {
+  if (process.env.PLOTWRIGHT_DOCS !== '1') return;
+  fs.mkdirSync(path.join(srcDir, 'docs'), { recursive: true });
+  await page.screenshot({ path: path.join(srcDir, 'docs', name) });
+}
+
 async function redrawn(page, before) {
   await page.waitForFunction((n) => Number(document.getElementById('plot').dataset.drawCount) > n, before);
 }
@@ -149,6 +157,8 @@ function writeShortEvents() {
 before(async () => {
   assert.ok(fs.existsSync(viewBin), 'no plotwright-view at ' + viewBin);
   pages.example = makePage('example', [convertExample()]);
+  fs.copyFileSync(path.join(srcDir, 'tests', 'data', 'recordings', 'subsystems', 'sched.data'), path.join(work, 'sched.data'));
+  pages.recording = makePage('recording', [path.join(work, 'sched.data')]);
   pages.crafted = makePage('crafted', writeCrafted());
   pages.short = writeShortEvents();
   pages.short.page = makePage('short', [pages.short.file]);
@@ -207,8 +217,20 @@ test('example page: one row per series under its group, labels that tell rows ap
   await page.evaluate(() => document.getElementById('zoom-reset').click());
   await redrawn(page, before).catch(() => {});
   await page.waitForTimeout(200);
-  fs.mkdirSync(path.join(srcDir, 'docs'), { recursive: true });
-  await page.screenshot({ path: path.join(srcDir, 'docs', 'viewer.png') });
+  await screenshot(page, 'viewer.png');
+  assert.deepEqual(trouble, []);
+  await page.close();
+});
+
+test('a recording with the recipes: tasks per CPU, thread states by name, wakeups', async () => {
+  const { page, trouble } = await open(pages.recording);
+  const groups = await page.$$eval('.group', (gs) => gs.map((g) => g.dataset.group));
+  assert.deepEqual(groups, ['Scheduler', 'Threads', 'Wakeups']);
+  const labels = await page.$$eval('.group[data-group="Threads"] .row', (rs) => rs.map((r) => r.textContent));
+  assert.ok(labels.includes('sched-messaging 20995 state'), labels.join(', '));
+  const legend = await page.$eval('#legend', (l) => l.textContent);
+  for (const name of ['Running (512)', 'Runnable (0)', 'Sleeping (1)', 'idle task (0)']) assert.ok(legend.includes(name), legend);
+  await screenshot(page, 'recipe-sched.png');
   assert.deepEqual(trouble, []);
   await page.close();
 });
