@@ -339,8 +339,8 @@ TEST(RecipeTest, IrqBlockAndPowerRecipesAsPerfDecodesThem) {
                 plots[cpu(line.cpu)].emplace_back(line.time, "-1");
         });
         ASSERT_FALSE(hard.empty());
-        EXPECT_EQ("", compare(hard, converted.named(converted.series("Interrupts",
-                                                                     "irq:irq_handler_entry, irq:irq_handler_exit"))));
+        EXPECT_EQ("", compare(hard, converted.named(
+                                        converted.series("Hard IRQs", "irq:irq_handler_entry, irq:irq_handler_exit"))));
         const NamedPlots soft = fromListing(listing, [](const perftest::ScriptLine& line, NamedPlots& plots) {
             const std::string action = line.trace.substr(line.trace.find("action=") + 7);
             if (line.event == "irq:softirq_entry")
@@ -348,8 +348,8 @@ TEST(RecipeTest, IrqBlockAndPowerRecipesAsPerfDecodesThem) {
             else if (line.event == "irq:softirq_exit")
                 plots[cpu(line.cpu)].emplace_back(line.time, "-1");
         });
-        EXPECT_EQ(
-            "", compare(soft, converted.named(converted.series("Interrupts", "irq:softirq_entry, irq:softirq_exit"))));
+        EXPECT_EQ("",
+                  compare(soft, converted.named(converted.series("Softirqs", "irq:softirq_entry, irq:softirq_exit"))));
     }
     {
         // The size of each request issued, per device, labelled major:minor as perf prints it ("254,0").
@@ -377,6 +377,6 @@ TEST(RecipeTest, IrqBlockAndPowerRecipesAsPerfDecodesThem) {
                     line.time, std::to_string(static_cast<int32_t>(line.fields.at("state"))));
         });
         ASSERT_FALSE(idle.empty());
-        EXPECT_EQ("", compare(idle, converted.named(converted.series("Power", "power:cpu_idle"))));
+        EXPECT_EQ("", compare(idle, converted.named(converted.series("CPU idle states", "power:cpu_idle"))));
     }
 }
