@@ -27,17 +27,6 @@ NumberPlotAlgorithm::~NumberPlotAlgorithm() {
     delete pivotField;
 }
 
-bool NumberPlotAlgorithm::_configurationError(const std::string& reason, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    if (logger->isErrorEnabled()) {
-        logger->vlog(*kestrel::LogLevel::LVL_ERROR, format, arguments);
-    }
-    va_end(arguments);
-    offReason = reason + "; the channel is skipped";
-    return false;
-}
-
 perfevents::NumericTracePointField* NumberPlotAlgorithm::_createField(const perfevents::TracePointFieldStore& fields,
                                                                       const char* fieldName) {
     fieldNames.push_back(fieldName);
@@ -48,14 +37,14 @@ bool NumberPlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fie
     kestrel::JSOM detail = channel["detail"];
     const char* event = detail["events"][0].stringValuePtr(nullptr);
     if (event == nullptr) {
-        return _configurationError("\"detail\" \"events\" does not start with a trace point name",
-                                   "%p Configuration Error: Cannot read event name.", this);
+        return configurationError(logger, "\"detail\" \"events\" does not start with a trace point name",
+                                  "%p Configuration Error: Cannot read event name.", this);
     }
     eventName = event;
     const char* value = detail["valueField"].stringValuePtr(nullptr);
     if (value == nullptr) {
-        return _configurationError("\"detail\" has no \"valueField\"",
-                                   "%p Configuration Error: Cannot read event value field.", this);
+        return configurationError(logger, "\"detail\" has no \"valueField\"",
+                                  "%p Configuration Error: Cannot read event value field.", this);
     }
     valueFieldName = value;
     const char* pivot = detail["pivotField"].stringValuePtr(nullptr);
@@ -71,9 +60,9 @@ bool NumberPlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fie
         return false;
     }
     if (eventId == -1) {
-        return _configurationError("the event database has no trace point " + eventName,
-                                   "%p Configuration Error: Cannot find event [%s] in the store.", this,
-                                   eventName.c_str());
+        return configurationError(logger, "the event database has no trace point " + eventName,
+                                  "%p Configuration Error: Cannot find event [%s] in the store.", this,
+                                  eventName.c_str());
     }
     // Numbers and pointers are plotted; a text has no value to plot (a state plot shows it).
     typedef perfevents::TracePointFieldStore S;
@@ -87,24 +76,24 @@ bool NumberPlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fie
         why = "field \"" + valueFieldName + "\" of " + eventName + " is a text: a state plot shows texts";
     }
     if (valueField == nullptr) {
-        return _configurationError("\"valueField\": " + why,
-                                   "%p Configuration Error: Cannot find field [%s:%s] in the store.", this,
-                                   eventName.c_str(), valueFieldName.c_str());
+        return configurationError(logger, "\"valueField\": " + why,
+                                  "%p Configuration Error: Cannot find field [%s:%s] in the store.", this,
+                                  eventName.c_str(), valueFieldName.c_str());
     }
     unsignedValues = kind == S::VALUE_UNSIGNED || kind == S::VALUE_ADDRESS;
     if (!pivotFieldName.empty()) {
         fieldNames.push_back(pivotFieldName);
         pivotField = fields.createValueField(eventName.c_str(), pivot, pivotNaming.getTexts(), kind, declared, why);
         if (pivotField == nullptr) {
-            return _configurationError("\"pivotField\": " + why,
-                                       "%p Configuration Error: Cannot find pivot field [%s:%s] in the store.", this,
-                                       eventName.c_str(), pivotFieldName.c_str());
+            return configurationError(logger, "\"pivotField\": " + why,
+                                      "%p Configuration Error: Cannot find pivot field [%s:%s] in the store.", this,
+                                      eventName.c_str(), pivotFieldName.c_str());
         }
         const std::string problem =
             pivotNaming.configure(detail["pivotNames"].stringValue(kestrel::JSOM::EMPTY_STRING), pivotFieldName, kind);
         if (!problem.empty()) {
-            return _configurationError(problem, "%p Configuration Error: Bad pivotNames for [%s:%s].", this,
-                                       eventName.c_str(), pivotFieldName.c_str());
+            return configurationError(logger, problem, "%p Configuration Error: Bad pivotNames for [%s:%s].", this,
+                                      eventName.c_str(), pivotFieldName.c_str());
         }
     } else {
         unpivotedList = &runDataLists[0];
@@ -124,8 +113,9 @@ bool NumberPlotAlgorithm::_configureFilter(const perfevents::TracePointFieldStor
     const int code = filter.compile(formula, tokens);
     if (code != kestrel::PostfixErrors::OK) {
         const char* message = kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code));
-        return _configurationError(std::string("the filter formula \"") + formula + "\" does not compile: " + message,
-                                   "%p Filter assignment error: %s", this, message);
+        return configurationError(logger,
+                                  std::string("the filter formula \"") + formula + "\" does not compile: " + message,
+                                  "%p Filter assignment error: %s", this, message);
     }
     kestrel::JSOM filterFields = detail["filterFields"];
     const int count = filterFields.isArray() ? filterFields.size() : 0;
@@ -133,9 +123,9 @@ bool NumberPlotAlgorithm::_configureFilter(const perfevents::TracePointFieldStor
         const char* fieldName = filterFields[k].stringValuePtr("");
         perfevents::NumericTracePointField* reader = fieldName[0] == '\0' ? nullptr : _createField(fields, fieldName);
         if (reader == nullptr) {
-            return _configurationError("\"filterFields\": " + fields.whyNotNumeric(eventName.c_str(), fieldName),
-                                       "%p Configuration Error: Cannot find field [%s:%s] in the store.", this,
-                                       eventName.c_str(), fieldName);
+            return configurationError(logger, "\"filterFields\": " + fields.whyNotNumeric(eventName.c_str(), fieldName),
+                                      "%p Configuration Error: Cannot find field [%s:%s] in the store.", this,
+                                      eventName.c_str(), fieldName);
         }
         filter.addField(reader);
     }

@@ -60,7 +60,6 @@ private:
     bool _configureFilter(const perfevents::TracePointFieldStore& fields);
     perfevents::NumericTracePointField* _createField(const perfevents::TracePointFieldStore& fields,
                                                      const char* fieldName);
-    bool _configurationError(const std::string& reason, const char* format, ...);
     RunDataList& _listFor(long long key);
     void _writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key, RunDataList& list,
                       const std::string& labelPrefix);
@@ -81,7 +80,6 @@ private:
     bool leftOut = false;                   // optional, and the database lacks the trace point
     SampleFilter filter;
     std::vector<std::string> fieldNames; // every field read, for checking them against the recording
-    std::string offReason;               // why the algorithm is off, for the user
     unsigned long long points = 0;
 
     // The list of the last pivot value seen: consecutive samples often share it, which saves the map lookup.

@@ -188,17 +188,6 @@ StatePlotAlgorithm::~StatePlotAlgorithm() {
     }
 }
 
-bool StatePlotAlgorithm::_configurationError(const std::string& reason, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    if (logger->isErrorEnabled()) {
-        logger->vlog(*kestrel::LogLevel::LVL_ERROR, format, arguments);
-    }
-    va_end(arguments);
-    offReason = reason + "; the channel is skipped";
-    return false;
-}
-
 perfevents::NumericTracePointField* StatePlotAlgorithm::_createField(const perfevents::TracePointFieldStore& fields,
                                                                      EventData& eventData, const char* fieldName) {
     eventData.fieldNames.push_back(fieldName);
@@ -223,8 +212,8 @@ bool StatePlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fiel
     }
 
     if (count == 0) {
-        return _configurationError("\"detail\" has no \"eventConfigs\": a state plot needs at least one",
-                                   "%p Configuration Error: Event configuration is missing 'eventConfigs'.", this);
+        return configurationError(logger, "\"detail\" has no \"eventConfigs\": a state plot needs at least one",
+                                  "%p Configuration Error: Event configuration is missing 'eventConfigs'.", this);
     }
     kestrel::JSOM events = detail["events"];
     for (int i = 0; i < count; ++i) {
@@ -240,9 +229,10 @@ bool StatePlotAlgorithm::_configure(const perfevents::TracePointFieldStore& fiel
             leftOut = true;
             return false;
         }
-        return _configurationError("the event database has none of the trace points of its optional event "
-                                   "configurations",
-                                   "%p Configuration Error: No event configuration applies.", this);
+        return configurationError(logger,
+                                  "the event database has none of the trace points of its optional event "
+                                  "configurations",
+                                  "%p Configuration Error: No event configuration applies.", this);
     }
     return true;
 }
@@ -253,15 +243,16 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
     int eventCount = events.isArray() ? events.size() : 0;
     const std::string which = "event configuration " + std::to_string(position + 1);
     if (index < 0 || index >= eventCount) {
-        return _configurationError(
+        return configurationError(
+            logger,
             which + " has no \"eventIndex\" that points into \"events\" (" + std::to_string(eventCount) + " entries)",
             "%p Configuration Error: Event configuration %d has bad 'eventIndex'.", this, position);
     }
     int idx = static_cast<int>(index);
     const char* eventName = events[idx].stringValuePtr(nullptr);
     if (eventName == nullptr) {
-        return _configurationError("\"events\" entry " + std::to_string(idx) + " is not a trace point name",
-                                   "%p Configuration Error: Cannot read event name for eventIndex %d.", this, idx);
+        return configurationError(logger, "\"events\" entry " + std::to_string(idx) + " is not a trace point name",
+                                  "%p Configuration Error: Cannot read event name for eventIndex %d.", this, idx);
     }
     int eventId = fields.getEventID(eventName);
     if (eventId == -1) {
@@ -277,8 +268,8 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
             leftOut = true;
             return false;
         }
-        return _configurationError(std::string("the event database has no trace point ") + eventName,
-                                   "%p Configuration Error: Cannot find event [%s] in the store.", this, eventName);
+        return configurationError(logger, std::string("the event database has no trace point ") + eventName,
+                                  "%p Configuration Error: Cannot find event [%s] in the store.", this, eventName);
     }
     if (std::find(eventIds.begin(), eventIds.end(), eventId) == eventIds.end()) {
         eventIds.push_back(eventId);
@@ -323,8 +314,9 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
     int code = eventData->filter.compile(formula, tokens);
     if (code != kestrel::PostfixErrors::OK) {
         const char* message = kestrel::PostfixErrors::getMessage(static_cast<kestrel::PostfixErrors::Code>(code));
-        return _configurationError(which + ": the filter formula \"" + formula + "\" does not compile: " + message,
-                                   "%p Filter assignment error: %s", this, message);
+        return configurationError(logger,
+                                  which + ": the filter formula \"" + formula + "\" does not compile: " + message,
+                                  "%p Filter assignment error: %s", this, message);
     }
     kestrel::JSOM filterFields = config["filterFields"];
     int filterCount = filterFields.isArray() ? filterFields.size() : 0;
@@ -337,9 +329,9 @@ bool StatePlotAlgorithm::_configureEvent(const perfevents::TracePointFieldStore&
         perfevents::NumericTracePointField* reader =
             fieldName[0] == '\0' ? nullptr : _createField(fields, *eventData, fieldName);
         if (reader == nullptr) {
-            return _configurationError(which + ": \"filterFields\": " + fields.whyNotNumeric(eventName, fieldName),
-                                       "%p Configuration Error: Cannot find field [%s:%s] in the store.", this,
-                                       eventName, fieldName);
+            return configurationError(
+                logger, which + ": \"filterFields\": " + fields.whyNotNumeric(eventName, fieldName),
+                "%p Configuration Error: Cannot find field [%s:%s] in the store.", this, eventName, fieldName);
         }
         eventData->filter.addField(reader);
     }
@@ -355,18 +347,19 @@ bool StatePlotAlgorithm::_configureState(const perfevents::TracePointFieldStore&
         // A state no field holds: Running, Runnable, "in an IRQ".
         const long long value = constant.longValue(0);
         if (stateName != nullptr || !constant.isNumber() || value < INT32_MIN || value > INT32_MAX) {
-            return _configurationError(which + (stateName != nullptr
-                                                    ? " has both \"stateField\" and \"stateValue\""
-                                                    : " has a \"stateValue\" that is no 32-bit whole number"),
-                                       "%p Configuration Error: Bad stateValue on event #%d.", this, idx);
+            return configurationError(logger,
+                                      which + (stateName != nullptr
+                                                   ? " has both \"stateField\" and \"stateValue\""
+                                                   : " has a \"stateValue\" that is no 32-bit whole number"),
+                                      "%p Configuration Error: Bad stateValue on event #%d.", this, idx);
         }
         eventData.stateValue = static_cast<int32_t>(value);
         constantStates = true;
         return true;
     }
     if (stateName == nullptr) {
-        return _configurationError(which + " has no \"stateField\"",
-                                   "%p Configuration Error: Cannot read stateField on event #%d.", this, idx);
+        return configurationError(logger, which + " has no \"stateField\"",
+                                  "%p Configuration Error: Cannot read stateField on event #%d.", this, idx);
     }
     logger->debugf("%p preparing %s trace point field %s '%s'", this, "stateField", eventName, stateName);
     perfevents::TracePointFieldStore::ValueKind kind = perfevents::TracePointFieldStore::VALUE_SIGNED;
@@ -374,9 +367,9 @@ bool StatePlotAlgorithm::_configureState(const perfevents::TracePointFieldStore&
     eventData.fieldNames.push_back(stateName);
     eventData.stateField = fields.createValueField(eventName, stateName, *stateTexts, kind, declared, why);
     if (eventData.stateField == nullptr) {
-        return _configurationError("\"stateField\": " + why,
-                                   "%p Configuration Error: Cannot find stateField [%s:%s] in the store.", this,
-                                   eventName, stateName);
+        return configurationError(logger, "\"stateField\": " + why,
+                                  "%p Configuration Error: Cannot find stateField [%s:%s] in the store.", this,
+                                  eventName, stateName);
     }
     textState = textState || kind == perfevents::TracePointFieldStore::VALUE_TEXT;
     stateInfo.fieldNames.insert(stateName);
@@ -389,8 +382,8 @@ bool StatePlotAlgorithm::_configureOuterPivot(const perfevents::TracePointFieldS
     const std::string own = config["pivotField"].stringValue(kestrel::JSOM::EMPTY_STRING);
     const std::string field = own.empty() ? channelPivotField : own;
     if (field.empty()) {
-        return _configurationError(which + " has no \"pivotField\", and the channel has none either",
-                                   "%p Configuration Error: No outer pivot field on event %s.", this, eventName);
+        return configurationError(logger, which + " has no \"pivotField\", and the channel has none either",
+                                  "%p Configuration Error: No outer pivot field on event %s.", this, eventName);
     }
     logger->debugf("%p preparing %s trace point field %s '%s'", this, "pivotField", eventName, field.c_str());
     perfevents::TracePointFieldStore::ValueKind kind = perfevents::TracePointFieldStore::VALUE_SIGNED;
@@ -399,15 +392,15 @@ bool StatePlotAlgorithm::_configureOuterPivot(const perfevents::TracePointFieldS
     eventData.outerPivotField =
         fields.createValueField(eventName, field.c_str(), pivotNaming.getTexts(), kind, declared, why);
     if (eventData.outerPivotField == nullptr) {
-        return _configurationError("\"pivotField\": " + why,
-                                   "%p Configuration Error: Cannot find outer pivot field [%s:%s] in the store.", this,
-                                   eventName, field.c_str());
+        return configurationError(logger, "\"pivotField\": " + why,
+                                  "%p Configuration Error: Cannot find outer pivot field [%s:%s] in the store.", this,
+                                  eventName, field.c_str());
     }
     const std::string problem =
         pivotNaming.configure(channel["detail"]["pivotNames"].stringValue(kestrel::JSOM::EMPTY_STRING), field, kind);
     if (!problem.empty()) {
-        return _configurationError(problem, "%p Configuration Error: Bad pivotNames for [%s:%s].", this, eventName,
-                                   field.c_str());
+        return configurationError(logger, problem, "%p Configuration Error: Bad pivotNames for [%s:%s].", this,
+                                  eventName, field.c_str());
     }
     return true;
 }
@@ -418,10 +411,11 @@ bool StatePlotAlgorithm::_createOptionalField(const perfevents::TracePointFieldS
     const char* eventName = eventData.eventName.c_str();
     const char* fieldName = config[key].stringValuePtr(nullptr);
     if (fieldName == nullptr) {
-        return _configurationError(std::string("the event configuration of \"eventIndex\" ") +
-                                       std::to_string(eventIndex) + " has no \"" + key +
-                                       "\", which the first configuration switched on",
-                                   "%p Configuration Error: Cannot read %s on event #%d.", this, key, eventIndex);
+        return configurationError(logger,
+                                  std::string("the event configuration of \"eventIndex\" ") +
+                                      std::to_string(eventIndex) + " has no \"" + key +
+                                      "\", which the first configuration switched on",
+                                  "%p Configuration Error: Cannot read %s on event #%d.", this, key, eventIndex);
     }
     logger->debugf("%p preparing %s trace point field %s '%s'", this, key, eventName, fieldName);
     std::string why;
@@ -439,9 +433,9 @@ bool StatePlotAlgorithm::_createOptionalField(const perfevents::TracePointFieldS
         why = reader == nullptr ? fields.whyNotNumeric(eventName, fieldName) : std::string();
     }
     if (reader == nullptr) {
-        return _configurationError(std::string("\"") + key + "\": " + why,
-                                   "%p Configuration Error: Cannot find %s [%s:%s] in the store.", this, key, eventName,
-                                   fieldName);
+        return configurationError(logger, std::string("\"") + key + "\": " + why,
+                                  "%p Configuration Error: Cannot find %s [%s:%s] in the store.", this, key, eventName,
+                                  fieldName);
     }
     info.fieldNames.insert(fieldName);
     return true;

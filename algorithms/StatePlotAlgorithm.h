@@ -151,7 +151,6 @@ private:
                               FieldInfo& info);
     perfevents::NumericTracePointField* _createField(const perfevents::TracePointFieldStore& fields,
                                                      EventData& eventData, const char* fieldName);
-    bool _configurationError(const std::string& reason, const char* format, ...);
     void _noteUnreachableConfigurations();
     void _nameColumns();
     void _writeSeries(kestrel::JsomWriter& writer, double clockOrigin, long long key, RunDataList& list,
@@ -197,8 +196,7 @@ private:
     /** The channel's own "pivotField". */
     std::string channelPivotField;
 
-    /** What went wrong, for the user: why the algorithm is off, configurations that never count. */
-    std::string offReason;
+    /** What went wrong, for the user, beyond why the algorithm is off: configurations that never count. */
     std::vector<std::string> notes;
     /** Samples whose state value did not fit in 32 bits and was cut to its low 32 bits. */
     unsigned long long statesCut = 0;

@@ -6,7 +6,8 @@
 
 namespace kestrel {
 class JsomWriter;
-}
+class Logger;
+} // namespace kestrel
 namespace perfevents {
 class PerfEventDataSampleAncillary;
 }
@@ -43,6 +44,14 @@ public:
     // Whether the channel is "optional" and was left out because the event database lacks its trace points: not a
     // problem, the channel simply does not apply to the recording.
     virtual bool isLeftOut() const { return false; }
+
+protected:
+    // A channel that cannot be configured: logs the message (printf format) at ERROR, keeps the reason for the
+    // user, and returns false.
+    bool configurationError(kestrel::Logger* logger, const std::string& reason, const char* format, ...);
+
+    // Why the algorithm is off, for the user; empty while it works.
+    std::string offReason;
 };
 
 #endif
