@@ -1,0 +1,395 @@
+#include "tools/tracedatwriter/TraceDatWriter.h"
+
+#include <algorithm>
+#include <fstream>
+#include <stdexcept>
+
+namespace tracedatwriter {
+
+namespace {
+const unsigned COMMON_SIZE = 8;
+const unsigned TYPE_PADDING = 29, TYPE_TIME_EXTEND = 30, TYPE_TIME_STAMP = 31;
+const unsigned MAX_SMALL_DATA = 28 * 4;
+const std::uint64_t DELTA_LIMIT = 1ULL << 27;
+
+void putText(Bytes& out, const std::string& text, bool terminate = true) {
+    out.insert(out.end(), text.begin(), text.end());
+    if (terminate)
+        out.push_back(0);
+}
+
+std::string printFormat(const FieldSpec& field) {
+    if (field.type.find('[') != std::string::npos)
+        return "%s";
+    const char* length = field.size == 8 ? "ll" : "";
+    return std::string("%") + length + (field.isSigned ? "d" : "u");
+}
+
+std::string headerPage(unsigned longSize, unsigned pageSize) {
+    const unsigned data = 8 + longSize;
+    return "\tfield: u64 timestamp;\toffset:0;\tsize:8;\tsigned:0;\n"
+           "\tfield: local_t commit;\toffset:8;\tsize:" +
+           std::to_string(longSize) +
+           ";\tsigned:1;\n"
+           "\tfield: int overwrite;\toffset:8;\tsize:1;\tsigned:1;\n"
+           "\tfield: char data;\toffset:" +
+           std::to_string(data) + ";\tsize:" + std::to_string(pageSize - data) + ";\tsigned:1;\n";
+}
+
+const char HEADER_EVENT[] = "# compressed entry header\n"
+                            "\ttype_len    :    5 bits\n"
+                            "\ttime_delta  :   27 bits\n"
+                            "\tarray       :   32 bits\n"
+                            "\n"
+                            "\tpadding     : type == 29\n"
+                            "\ttime_extend : type == 30\n"
+                            "\ttime_stamp : type == 31\n"
+                            "\tdata max type_len  == 28\n";
+} // namespace
+
+unsigned EventSpec::offsetOf(const std::string& field) const {
+    unsigned offset = COMMON_SIZE;
+    for (const FieldSpec& f : fields) {
+        if (f.name == field)
+            return offset;
+        offset += f.size;
+    }
+    throw std::invalid_argument("no field " + field + " in " + name);
+}
+
+unsigned EventSpec::recordSize() const {
+    unsigned size = COMMON_SIZE;
+    for (const FieldSpec& f : fields)
+        size += f.size;
+    return size;
+}
+
+std::string EventSpec::formatText() const {
+    std::string text = "name: " + name + "\nID: " + std::to_string(id) + "\nformat:\n";
+    text += "\tfield:unsigned short common_type;\toffset:0;\tsize:2;\tsigned:0;\n"
+            "\tfield:unsigned char common_flags;\toffset:2;\tsize:1;\tsigned:0;\n"
+            "\tfield:unsigned char common_preempt_count;\toffset:3;\tsize:1;\tsigned:0;\n"
+            "\tfield:int common_pid;\toffset:4;\tsize:4;\tsigned:1;\n\n";
+    unsigned offset = COMMON_SIZE;
+    std::string print, arguments;
+    for (const FieldSpec& f : fields) {
+        std::string declaration = f.type;
+        const std::size_t bracket = declaration.find('[');
+        if (bracket != std::string::npos)
+            declaration = declaration.substr(0, bracket) + " " + f.name + declaration.substr(bracket);
+        else
+            declaration += " " + f.name;
+        text += "\tfield:" + declaration + ";\toffset:" + std::to_string(offset) + ";\tsize:" + std::to_string(f.size) +
+                ";\tsigned:" + (f.isSigned ? "1" : "0") + ";\n";
+        offset += f.size;
+        print += (print.empty() ? "" : " ") + f.name + "=" + printFormat(f);
+        arguments += ", REC->" + f.name;
+    }
+    return text + "\nprint fmt: \"" + print + "\"" + arguments + "\n";
+}
+
+Bytes encodeRecord(const Event& event, bool bigEndian) {
+    Bytes out;
+    auto put = [&](std::uint64_t value, unsigned size) {
+        for (unsigned i = 0; i < size; ++i) {
+            const unsigned shift = 8 * (bigEndian ? size - 1 - i : i);
+            out.push_back(static_cast<std::uint8_t>(value >> shift));
+        }
+    };
+    put(event.spec->id, 2);
+    put(0, 1); // flags
+    put(0, 1); // preempt count
+    put(event.pid, 4);
+    for (std::size_t i = 0; i < event.spec->fields.size(); ++i) {
+        const FieldSpec& field = event.spec->fields[i];
+        const Value value = i < event.values.size() ? event.values[i] : Value(0);
+        if (field.type.find('[') != std::string::npos) {
+            std::string text = value.text.substr(0, field.size);
+            text.resize(field.size, '\0');
+            out.insert(out.end(), text.begin(), text.end());
+        } else {
+            put(value.number, field.size);
+        }
+    }
+    return out;
+}
+
+TraceDatWriter::TraceDatWriter(bool bigEndian, unsigned longSize, unsigned pageSize)
+    : bigEndian(bigEndian), longSize(longSize), pageSize(pageSize) {}
+
+void TraceDatWriter::addEvent(const EventSpec& spec) {
+    specs.push_back(&spec);
+}
+
+void TraceDatWriter::addCommandLine(std::uint32_t pid, const std::string& comm) {
+    commandLines.emplace_back(pid, comm);
+}
+
+void TraceDatWriter::addOption(std::uint16_t id, const Bytes& data) {
+    options.emplace_back(id, data);
+}
+
+void TraceDatWriter::addTimeOffset(std::int64_t offset) {
+    Bytes text;
+    putText(text, std::to_string(offset));
+    addOption(7, text);
+}
+
+void TraceDatWriter::addTscToNanoseconds(std::uint32_t multiplier, std::uint32_t shift, std::uint64_t offset) {
+    Bytes data;
+    putU32(data, multiplier);
+    putU32(data, shift);
+    putU64(data, offset);
+    addOption(14, data);
+}
+
+void TraceDatWriter::setLayout(unsigned cpu, const PageLayout& layout) {
+    layouts.emplace_back(cpu, layout);
+}
+
+void TraceDatWriter::putNumber(Bytes& out, std::uint64_t value, unsigned size) const {
+    for (unsigned i = 0; i < size; ++i) {
+        const unsigned shift = 8 * (bigEndian ? size - 1 - i : i);
+        out.push_back(static_cast<std::uint8_t>(value >> shift));
+    }
+}
+
+void TraceDatWriter::_putEntry(Bytes& page, unsigned typeLen, std::uint32_t delta) const {
+    const std::uint32_t word = bigEndian ? (typeLen << 27) | delta : (delta << 5) | typeLen;
+    putU32(page, word);
+}
+
+Bytes TraceDatWriter::_cpuPages(unsigned cpu) const {
+    PageLayout layout;
+    for (const auto& entry : layouts) {
+        if (entry.first == cpu)
+            layout = entry.second;
+    }
+    std::vector<const Event*> mine;
+    for (const Event& event : events) {
+        if (event.cpu == cpu)
+            mine.push_back(&event);
+    }
+    std::stable_sort(mine.begin(), mine.end(), [](const Event* a, const Event* b) { return a->time < b->time; });
+
+    const unsigned dataOffset = 8 + longSize;
+    Bytes out;
+    std::size_t next = 0;
+    unsigned pageIndex = 0;
+    unsigned eventIndex = 0;
+    while (next < mine.size()) {
+        std::int64_t missed = 0;
+        for (const auto& m : layout.missed) {
+            if (m.first == pageIndex)
+                missed = m.second;
+        }
+        // Room for the data, less the stored count of missed events.
+        const unsigned room = pageSize - dataOffset - (missed > 0 ? longSize : 0);
+        Bytes data;
+        std::uint64_t current = mine[next]->time > 100 ? mine[next]->time - 100 : 0;
+        const std::uint64_t pageTime = current;
+        unsigned onPage = 0;
+        while (next < mine.size() && (layout.eventsPerPage == 0 || onPage < layout.eventsPerPage)) {
+            const Event& event = *mine[next];
+            const Bytes record = encodeRecord(event, bigEndian);
+            const unsigned padded = (static_cast<unsigned>(record.size()) + 3) & ~3u;
+            const bool absolute = layout.absoluteEvery > 0 && eventIndex % layout.absoluteEvery == 0;
+            const std::uint64_t delta = event.time - current;
+            const bool extend = !absolute && delta >= DELTA_LIMIT;
+            const bool word = layout.lengthWord || padded > MAX_SMALL_DATA;
+            const bool discard = layout.discardEvery > 0 && (eventIndex + 1) % layout.discardEvery == 0;
+            const unsigned need = (absolute || extend ? 8 : 0) + 4 + (word ? 4 : 0) + padded + (discard ? 16 : 0);
+            if (data.size() + need > room)
+                break;
+            if (absolute) {
+                _putEntry(data, TYPE_TIME_STAMP, static_cast<std::uint32_t>(event.time & (DELTA_LIMIT - 1)));
+                putU32(data, static_cast<std::uint32_t>(event.time >> 27));
+                current = event.time;
+            } else if (extend) {
+                _putEntry(data, TYPE_TIME_EXTEND, static_cast<std::uint32_t>(delta & (DELTA_LIMIT - 1)));
+                putU32(data, static_cast<std::uint32_t>(delta >> 27));
+                current = event.time;
+            }
+            const std::uint32_t eventDelta = static_cast<std::uint32_t>(event.time - current);
+            if (word) {
+                _putEntry(data, 0, eventDelta);
+                putU32(data, padded + 4);
+            } else {
+                _putEntry(data, padded / 4, eventDelta);
+            }
+            data.insert(data.end(), record.begin(), record.end());
+            data.resize(data.size() + (padded - record.size()), 0);
+            current = event.time;
+            if (discard) {
+                // A discarded event: padding with a non-zero delta and the length of what it covers.
+                _putEntry(data, TYPE_PADDING, 1);
+                putU32(data, 12);
+                putU64(data, 0);
+                current += 1;
+            }
+            ++next;
+            ++onPage;
+            ++eventIndex;
+        }
+        if (onPage == 0)
+            throw std::invalid_argument("an event does not fit into a page");
+        if (layout.padPageEnd && room - data.size() >= 8) {
+            const unsigned rest = room - static_cast<unsigned>(data.size());
+            _putEntry(data, TYPE_PADDING, 0);
+            putU32(data, rest - 4);
+            data.resize(room, 0);
+        }
+        std::uint64_t commit = data.size();
+        if (missed != 0) {
+            if (missed > 0) {
+                putNumber(data, static_cast<std::uint64_t>(missed), longSize);
+                commit += 1ULL << 30;
+            }
+            // The kernel adds (1 << 31) as an int: sign-extended into a 64-bit commit word.
+            commit += longSize == 8 ? 0xFFFFFFFF80000000ULL : 0x80000000ULL;
+        }
+        Bytes page;
+        putU64(page, pageTime);
+        putNumber(page, commit, longSize);
+        page.insert(page.end(), data.begin(), data.end());
+        page.resize(pageSize, 0);
+        out.insert(out.end(), page.begin(), page.end());
+        ++pageIndex;
+    }
+    return out;
+}
+
+Bytes TraceDatWriter::build() const {
+    Bytes out = {0x17, 0x08, 0x44};
+    putText(out, "tracing", false);
+    putText(out, "6");
+    out.push_back(bigEndian ? 1 : 0);
+    out.push_back(static_cast<std::uint8_t>(longSize));
+    putU32(out, pageSize);
+
+    const std::string page = headerPage(longSize, pageSize);
+    putText(out, "header_page");
+    putU64(out, page.size());
+    putText(out, page, false);
+    putText(out, "header_event");
+    putU64(out, sizeof(HEADER_EVENT) - 1);
+    putText(out, HEADER_EVENT, false);
+
+    // ftrace formats, then the systems in the order their first event was added.
+    std::vector<const EventSpec*> ftrace;
+    std::vector<std::string> systems;
+    for (const EventSpec* spec : specs) {
+        if (spec->system == "ftrace")
+            ftrace.push_back(spec);
+        else if (std::find(systems.begin(), systems.end(), spec->system) == systems.end())
+            systems.push_back(spec->system);
+    }
+    putU32(out, static_cast<std::uint32_t>(ftrace.size()));
+    for (const EventSpec* spec : ftrace) {
+        const std::string text = spec->formatText();
+        putU64(out, text.size());
+        putText(out, text, false);
+    }
+    putU32(out, static_cast<std::uint32_t>(systems.size()));
+    for (const std::string& system : systems) {
+        putText(out, system);
+        std::vector<const EventSpec*> members;
+        for (const EventSpec* spec : specs) {
+            if (spec->system == system)
+                members.push_back(spec);
+        }
+        putU32(out, static_cast<std::uint32_t>(members.size()));
+        for (const EventSpec* spec : members) {
+            const std::string text = spec->formatText();
+            putU64(out, text.size());
+            putText(out, text, false);
+        }
+    }
+    putU32(out, 0); // kallsyms
+    putU32(out, 0); // printk formats
+    std::string lines;
+    for (const auto& line : commandLines)
+        lines += std::to_string(line.first) + " " + line.second + "\n";
+    putU64(out, lines.size());
+    putText(out, lines, false);
+
+    unsigned cpus = cpuCount;
+    for (const Event& event : events)
+        cpus = std::max(cpus, event.cpu + 1);
+    putU32(out, cpus);
+    std::vector<std::pair<std::uint16_t, Bytes>> all = options;
+    if (!traceClock.empty())
+        all.emplace_back(4, Bytes());
+    if (!all.empty()) {
+        putText(out, "options  ");
+        for (const auto& option : all) {
+            putU16(out, option.first);
+            putU32(out, static_cast<std::uint32_t>(option.second.size()));
+            out.insert(out.end(), option.second.begin(), option.second.end());
+        }
+        putU16(out, 0);
+    }
+    putText(out, "flyrecord");
+    const std::size_t table = out.size();
+    out.resize(out.size() + 16 * cpus, 0);
+    if (!traceClock.empty()) {
+        // With a TRACECLOCK option the trace_clock file's text follows the table.
+        putU64(out, traceClock.size());
+        putText(out, traceClock, false);
+    }
+    std::vector<Bytes> pages;
+    for (unsigned cpu = 0; cpu < cpus; ++cpu)
+        pages.push_back(_cpuPages(cpu));
+    for (unsigned cpu = 0; cpu < cpus; ++cpu) {
+        out.resize((out.size() + pageSize - 1) / pageSize * pageSize, 0);
+        Bytes entry;
+        putU64(entry, out.size());
+        putU64(entry, pages[cpu].size());
+        std::copy(entry.begin(), entry.end(), out.begin() + table + 16 * cpu);
+        out.insert(out.end(), pages[cpu].begin(), pages[cpu].end());
+    }
+    return out;
+}
+
+bool TraceDatWriter::writeTo(const std::string& path) const {
+    const Bytes bytes = build();
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return static_cast<bool>(file);
+}
+
+std::vector<EventSpec> standardEvents(unsigned longSize) {
+    const std::string longType = "long";
+    return {
+        {"sched",
+         "sched_switch",
+         316,
+         {{"char[16]", "prev_comm", 16, false},
+          {"pid_t", "prev_pid", 4, true},
+          {"int", "prev_prio", 4, true},
+          {longType, "prev_state", longSize, true},
+          {"char[16]", "next_comm", 16, false},
+          {"pid_t", "next_pid", 4, true},
+          {"int", "next_prio", 4, true}}},
+        {"sched",
+         "sched_wakeup",
+         318,
+         {{"char[16]", "comm", 16, false},
+          {"pid_t", "pid", 4, true},
+          {"int", "prio", 4, true},
+          {"int", "target_cpu", 4, true}}},
+        {"irq", "irq_handler_entry", 120, {{"int", "irq", 4, true}, {"u32", "handled", 4, false}}},
+        {"irq", "softirq_entry", 118, {{"unsigned int", "vec", 4, false}}},
+        {"power", "cpu_frequency", 400, {{"u32", "state", 4, false}, {"u32", "cpu_id", 4, false}}},
+        {"kmem",
+         "mm_page_alloc",
+         420,
+         {{"unsigned long", "pfn", longSize, false},
+          {"unsigned int", "order", 4, false},
+          {"u64", "bytes", 8, false},
+          {"short", "node", 2, true},
+          {"unsigned char", "flags", 1, false}}},
+    };
+}
+
+} // namespace tracedatwriter
