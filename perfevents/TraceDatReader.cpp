@@ -5,6 +5,7 @@
 #include "perfevents/PerfEventAttribute.h"
 #include "perfevents/PerfEventDataComm.h"
 #include "perfevents/PerfEventDataSample.h"
+#include "perfevents/PerfFormat.h"
 #include "perfevents/TraceDatCpuMerge.h"
 #include "perfevents/TraceDatEventLayouts.h"
 #include "perfevents/TraceDatFile.h"
@@ -19,9 +20,8 @@ kestrel::Logger* TraceDatReader::logger = nullptr;
 
 namespace {
 // The samples carry ip, pid and tid, time, cpu and the raw record, in perf's order.
-const unsigned long long SAMPLE_TYPE = PerfEventAttribute::SAMPLE_IP | PerfEventAttribute::SAMPLE_TID |
-                                       PerfEventAttribute::SAMPLE_TIME | PerfEventAttribute::SAMPLE_CPU |
-                                       PerfEventAttribute::SAMPLE_RAW;
+const unsigned long long SAMPLE_TYPE = PerfFormat::SAMPLE_IP | PerfFormat::SAMPLE_TID | PerfFormat::SAMPLE_TIME |
+                                       PerfFormat::SAMPLE_CPU | PerfFormat::SAMPLE_RAW;
 const std::size_t RAW_OFFSET = 36; // of the raw data in a sample body of that layout
 const std::size_t ATTRIBUTE_SIZE = 112;
 
@@ -150,10 +150,10 @@ void TraceDatReader::parseEvents(PerfEventDataListener& listener) {
 void TraceDatReader::_report(const std::vector<std::string>& problems, unsigned long long uncounted,
                              unsigned long long damaged) {
     if (missedEvents > 0 || uncounted > 0) {
+        const std::string pages = std::to_string(uncounted) + (uncounted == 1 ? " page" : " pages");
         std::string text = std::to_string(missedEvents) + " events";
         if (uncounted > 0)
-            text += (missedEvents > 0 ? " and more on " : "an uncounted number on ") + std::to_string(uncounted) +
-                    (uncounted == 1 ? " page" : " pages");
+            text = missedEvents > 0 ? text + " and more on " + pages : "events on " + pages + ", not counted";
         logger->warnf("The ring buffer lost %s: those events are missing from the recording.", text.c_str());
     }
     if (damaged > 0)

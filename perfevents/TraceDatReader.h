@@ -42,8 +42,8 @@ public:
     std::vector<unsigned char> getTracingData() const;
 
     /// Bytes of event data read so far and in all; cheap enough to be asked after every record.
-    unsigned long long getDataConsumed() const { return dataConsumed.load(std::memory_order_relaxed); }
-    unsigned long long getDataTotal() const { return dataTotal; }
+    unsigned long long getDataConsumed() const override { return dataConsumed.load(std::memory_order_relaxed); }
+    unsigned long long getDataTotal() const override { return dataTotal; }
     /// Counts of the last walk.
     unsigned long long getEventCount() const { return eventCount; }
     unsigned long long getMissedEvents() const { return missedEvents; }
