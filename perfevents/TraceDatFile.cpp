@@ -72,7 +72,7 @@ bool TraceDatFile::isTraceDat(const unsigned char* head, std::size_t length) {
            head[MAGIC_SIZE] <= '9';
 }
 
-TraceDatFile::TraceDatFile(std::istream& input) : input(input) {
+TraceDatFile::TraceDatFile(std::istream& input) {
     input.clear();
     input.seekg(0, std::ios::end);
     const std::streamoff end = input.tellg();
@@ -233,8 +233,9 @@ void TraceDatFile::_option(TraceDatInput& in, std::uint16_t id, const std::strin
         if (version == 7) {
             _buffer(in, data);
         } else {
-            const std::size_t end = data.find('\0', 8);
-            notConverted.push_back("trace instance \"" + data.substr(8, end == std::string::npos ? 0 : end - 8) + "\"");
+            // Its offset (8 bytes), then its name.
+            const std::string name = data.size() > 8 ? data.substr(8, data.find('\0', 8) - 8) : std::string();
+            notConverted.push_back("trace instance \"" + name + "\"");
         }
         break;
     case OPTION_BUFFER_TEXT:

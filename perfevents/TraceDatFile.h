@@ -82,7 +82,6 @@ private:
     void _addCpu(unsigned cpu, std::uint64_t offset, std::uint64_t size);
     void _parseHeaderPage(const std::string& text);
 
-    std::istream& input;
     unsigned version = 0;
     bool bigEndian = false;
     unsigned longSize = 8;

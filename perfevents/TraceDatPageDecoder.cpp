@@ -100,7 +100,7 @@ bool TraceDatPageDecoder::next(Event& event) {
         const std::uint64_t value = (static_cast<std::uint64_t>(_word(body)) << 27) | delta;
         if (type == TYPE_TIME_EXTEND) {
             time += value;
-        } else { // TYPE_TIME_STAMP
+        } else if (type == TYPE_TIME_STAMP) {
             std::uint64_t stamp = value;
             if (time & STAMP_HIGH_BITS) {
                 stamp |= time & STAMP_HIGH_BITS;
