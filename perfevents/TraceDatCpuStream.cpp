@@ -35,6 +35,7 @@ TraceDatCpuStream::TraceDatCpuStream(std::istream& input, const TraceDatFile& fi
 }
 
 std::uint64_t TraceDatCpuStream::_convert(std::uint64_t stamp) const {
+    stamp = file.getGuestTimeShift().toHost(cpu, stamp);
     if (file.getTimeMultiplier() != 0)
         stamp = static_cast<std::uint64_t>((static_cast<unsigned __int128>(stamp) * file.getTimeMultiplier()) >>
                                            file.getTimeShift());

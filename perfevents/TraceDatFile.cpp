@@ -227,7 +227,7 @@ void TraceDatFile::_option(TraceDatInput& in, std::uint16_t id, const std::strin
         }
         break;
     case OPTION_TIME_SHIFT:
-        notConverted.push_back("the time shift towards the host (the guest's own times are used)");
+        guestTimeShift = TraceDatTimeShift(data, bigEndian);
         break;
     case OPTION_BUFFER:
         if (version == 7) {

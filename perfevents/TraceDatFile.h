@@ -1,6 +1,8 @@
 #ifndef PERFEVENTS_TRACEDATFILE_H
 #define PERFEVENTS_TRACEDATFILE_H
 
+#include "perfevents/TraceDatTimeShift.h"
+
 #include <cstdint>
 #include <istream>
 #include <string>
@@ -63,6 +65,8 @@ public:
     std::int64_t getTimeOffset() const { return timeOffset; }
     std::uint32_t getTimeMultiplier() const { return timeMultiplier; }
     std::uint32_t getTimeShift() const { return timeShift; }
+    /// A guest's shift towards its host's clock, applied before the conversions above.
+    const TraceDatTimeShift& getGuestTimeShift() const { return guestTimeShift; }
     /// Trace instances other than the top one, and other content that is not converted, for the log.
     const std::vector<std::string>& getNotConverted() const { return notConverted; }
 
@@ -96,6 +100,7 @@ private:
     std::string compression;
     std::int64_t timeOffset = 0;
     std::uint32_t timeMultiplier = 0, timeShift = 0;
+    TraceDatTimeShift guestTimeShift;
     std::vector<std::string> notConverted;
     // Version 7: where the sections the options point at lie.
     std::uint64_t sectionOffsets[6] = {0, 0, 0, 0, 0, 0};

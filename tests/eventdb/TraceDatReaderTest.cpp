@@ -114,7 +114,9 @@ TEST(TraceDatReaderTest, RecordingsAgreeWithTraceCmdReport) {
                                                          {"be64.dat", "be64"},
                                                          {"le32-16k.dat", "le32-16k"},
                                                          {"le32-16k.v7.dat", "le32-16k"},
-                                                         {"le32-plain.v7.dat", "le32-16k"}};
+                                                         {"le32-plain.v7.dat", "le32-16k"},
+                                                         {"guest.dat", "guest"},
+                                                         {"guest-step.dat", "guest-step"}};
     for (const auto& entry : cases) {
         SCOPED_TRACE(entry.first);
         const Listing listing = readListing(DATA + entry.second + ".report.txt");

@@ -143,6 +143,31 @@ void TraceDatWriter::addTscToNanoseconds(std::uint32_t multiplier, std::uint32_t
     addOption(14, data);
 }
 
+void TraceDatWriter::addTimeShift(std::uint64_t peer, std::uint32_t flags,
+                                  const std::vector<std::vector<ShiftSample>>& cpus, bool fractions) {
+    Bytes data;
+    putU64(data, peer);
+    putU32(data, flags);
+    putU32(data, static_cast<std::uint32_t>(cpus.size()));
+    for (const auto& samples : cpus) {
+        putU32(data, static_cast<std::uint32_t>(samples.size()));
+        for (const ShiftSample& sample : samples)
+            putU64(data, sample.time);
+        for (const ShiftSample& sample : samples)
+            putU64(data, static_cast<std::uint64_t>(sample.offset));
+        for (const ShiftSample& sample : samples)
+            putU64(data, sample.scaling);
+    }
+    if (fractions) {
+        for (const auto& samples : cpus) {
+            putU32(data, static_cast<std::uint32_t>(samples.size()));
+            for (std::size_t i = 0; i < samples.size(); ++i)
+                putU64(data, 0);
+        }
+    }
+    addOption(12, data);
+}
+
 void TraceDatWriter::setLayout(unsigned cpu, const PageLayout& layout) {
     layouts.emplace_back(cpu, layout);
 }

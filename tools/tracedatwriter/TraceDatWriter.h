@@ -79,6 +79,14 @@ public:
     /// Options that change event times: an offset added to every stamp, and the TSC to nanoseconds conversion.
     void addTimeOffset(std::int64_t offset);
     void addTscToNanoseconds(std::uint32_t multiplier, std::uint32_t shift, std::uint64_t offset);
+    /// A guest's time shift towards its host: per CPU, samples of (guest time, offset, scaling ratio).
+    struct ShiftSample {
+        std::uint64_t time;
+        std::int64_t offset;
+        std::uint64_t scaling;
+    };
+    void addTimeShift(std::uint64_t peer, std::uint32_t flags, const std::vector<std::vector<ShiftSample>>& cpus,
+                      bool fractions = false);
     void setLayout(unsigned cpu, const PageLayout& layout);
     void setCpuCount(unsigned count) { cpuCount = count; }
     /// The text of the trace_clock file, written after the CPU table (with a TRACECLOCK option); empty: none.

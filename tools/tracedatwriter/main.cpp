@@ -168,6 +168,19 @@ int writeTestSet(const std::string& folder) {
         writer.setLayout(3, layout);
         ok = write(writer, folder + "/be64.dat") && ok;
     }
+    for (const bool interpolate : {true, false}) {
+        // A guest's recording: its times shift towards the host's, per CPU, with the offsets interpolated
+        // between samples or taken from the sample before.
+        const std::vector<EventSpec> specs = standardEvents(8);
+        TraceDatWriter writer = makeWriter(false, 8, 4096, specs, makeEvents(specs, 2, 200, 6));
+        writer.addTimeShift(0x1234, interpolate ? 1 : 0,
+                            {{{5000000000ULL, 1000000, 1},
+                              {5500000000ULL, 2000000, 1},
+                              {6000000000ULL, 3000000, 1},
+                              {7000000000ULL, 4000000, 1}},
+                             {{5000000000ULL, -2000000, 2}}});
+        ok = write(writer, folder + (interpolate ? "/guest.dat" : "/guest-step.dat")) && ok;
+    }
     return ok ? 0 : 1;
 }
 
