@@ -28,7 +28,7 @@ TraceDatCpuStream::TraceDatCpuStream(std::istream& input, const TraceDatFile& fi
             end = position;
             return;
         }
-        chunksLeft = static_cast<std::uint32_t>(TraceDatInput::decode(count, 4, false));
+        chunksLeft = static_cast<std::uint32_t>(TraceDatInput::decode(count, 4, file.isBigEndian()));
         position += 4;
         consumed += 4;
     }
@@ -76,8 +76,9 @@ bool TraceDatCpuStream::_loadChunk() {
         end = position;
         return false;
     }
-    const std::uint32_t compressedSize = static_cast<std::uint32_t>(TraceDatInput::decode(header, 4, false));
-    const std::uint32_t size = static_cast<std::uint32_t>(TraceDatInput::decode(header + 4, 4, false));
+    const std::uint32_t compressedSize =
+        static_cast<std::uint32_t>(TraceDatInput::decode(header, 4, file.isBigEndian()));
+    const std::uint32_t size = static_cast<std::uint32_t>(TraceDatInput::decode(header + 4, 4, file.isBigEndian()));
     if (compressedSize > end - position - 8) {
         problem = "the rest of the " + where;
         end = position;

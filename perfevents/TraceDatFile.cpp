@@ -25,13 +25,13 @@ const std::uint16_t SECTION_COMPRESSED = 1;
 const std::uint64_t MAX_SECTION_SIZE = 1ULL << 30;
 const unsigned MAX_CPUS = 1u << 16;
 
-std::string decompress(const std::string& data, const std::string& what) {
+std::string decompress(const std::string& data, bool bigEndian, const std::string& what) {
     if (data.size() < 8)
         throw TraceDatDamage(what + ": the compression header is cut");
     const std::uint32_t compressedSize = static_cast<std::uint32_t>(
-        TraceDatInput::decode(reinterpret_cast<const unsigned char*>(data.data()), 4, false));
+        TraceDatInput::decode(reinterpret_cast<const unsigned char*>(data.data()), 4, bigEndian));
     const std::uint32_t size = static_cast<std::uint32_t>(
-        TraceDatInput::decode(reinterpret_cast<const unsigned char*>(data.data()) + 4, 4, false));
+        TraceDatInput::decode(reinterpret_cast<const unsigned char*>(data.data()) + 4, 4, bigEndian));
     if (compressedSize > data.size() - 8)
         throw TraceDatDamage(what + ": " + std::to_string(compressedSize) +
                              " compressed bytes, but the section holds " + std::to_string(data.size() - 8));
@@ -300,7 +300,7 @@ std::string TraceDatFile::_section(TraceDatInput& in, std::uint64_t offset, std:
     if (flags & SECTION_COMPRESSED) {
         if (compression != "zstd")
             throw TraceDatDamage(what + " is compressed with \"" + compression + "\": only zstd is supported");
-        content = decompress(content, what);
+        content = decompress(content, bigEndian, what);
     }
     return content;
 }

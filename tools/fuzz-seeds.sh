@@ -17,7 +17,7 @@ for recording in single callchain sched; do
 done
 
 # trace.dat recordings: the small writer-made ones of each kind (the real one is mostly kernel symbols).
-for recording in le64 le64.v7 be32 be64 le32-plain.v7; do
+for recording in le64 le64.v7 be32 be32.v7 be64 le32-plain.v7; do
     cp "$data/tracedat/$recording.dat" "$corpus/tracedat_reader/seed-$recording.dat"
 done
 

@@ -115,6 +115,8 @@ TEST(TraceDatReaderTest, RecordingsAgreeWithTraceCmdReport) {
                                                          {"le32-16k.dat", "le32-16k"},
                                                          {"le32-16k.v7.dat", "le32-16k"},
                                                          {"le32-plain.v7.dat", "le32-16k"},
+                                                         {"be32.v7.dat", "be32"},
+                                                         {"be64.v7.dat", "be64"},
                                                          {"guest.dat", "guest"},
                                                          {"guest-step.dat", "guest-step"}};
     for (const auto& entry : cases) {
@@ -182,7 +184,7 @@ TEST(TraceDatReaderTest, RecordingsAgreeWithTraceCmdReport) {
 
 TEST(TraceDatReaderTest, CutAndDamagedFilesGiveWholeEventsOrAClearMessage) {
     perftest::QuietLogs quiet;
-    for (const char* name : {"be32.dat", "le64.v7.dat"}) {
+    for (const char* name : {"be32.dat", "le64.v7.dat", "be32.v7.dat"}) {
         SCOPED_TRACE(name);
         const perfdatawriter::Bytes bytes = perftest::readFile(DATA + name);
         Collector full;

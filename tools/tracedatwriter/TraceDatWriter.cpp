@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 #include <stdexcept>
+#include <zstd.h>
 
 namespace tracedatwriter {
 
@@ -284,14 +285,7 @@ Bytes TraceDatWriter::_cpuPages(unsigned cpu) const {
     return out;
 }
 
-Bytes TraceDatWriter::build() const {
-    Bytes out = {0x17, 0x08, 0x44};
-    putText(out, "tracing", false);
-    putText(out, "6");
-    out.push_back(bigEndian ? 1 : 0);
-    out.push_back(static_cast<std::uint8_t>(longSize));
-    putU32(out, pageSize);
-
+void TraceDatWriter::_putHeaders(Bytes& out) const {
     const std::string page = headerPage(longSize, pageSize);
     putText(out, "header_page");
     putU64(out, page.size());
@@ -299,25 +293,16 @@ Bytes TraceDatWriter::build() const {
     putText(out, "header_event");
     putU64(out, sizeof(HEADER_EVENT) - 1);
     putText(out, HEADER_EVENT, false);
+}
 
-    // ftrace formats, then the systems in the order their first event was added.
-    std::vector<const EventSpec*> ftrace;
+void TraceDatWriter::_putFormats(Bytes& out, bool ftraceOnes) const {
+    // ftrace formats, or the systems in the order their first event was added.
     std::vector<std::string> systems;
     for (const EventSpec* spec : specs) {
-        if (spec->system == "ftrace")
-            ftrace.push_back(spec);
-        else if (std::find(systems.begin(), systems.end(), spec->system) == systems.end())
+        if (spec->system != "ftrace" && std::find(systems.begin(), systems.end(), spec->system) == systems.end())
             systems.push_back(spec->system);
     }
-    putU32(out, static_cast<std::uint32_t>(ftrace.size()));
-    for (const EventSpec* spec : ftrace) {
-        const std::string text = spec->formatText();
-        putU64(out, text.size());
-        putText(out, text, false);
-    }
-    putU32(out, static_cast<std::uint32_t>(systems.size()));
-    for (const std::string& system : systems) {
-        putText(out, system);
+    auto putMembers = [&](const std::string& system) {
         std::vector<const EventSpec*> members;
         for (const EventSpec* spec : specs) {
             if (spec->system == system)
@@ -329,18 +314,48 @@ Bytes TraceDatWriter::build() const {
             putU64(out, text.size());
             putText(out, text, false);
         }
+    };
+    if (ftraceOnes) {
+        putMembers("ftrace");
+        return;
     }
-    putU32(out, 0); // kallsyms
-    putU32(out, 0); // printk formats
+    putU32(out, static_cast<std::uint32_t>(systems.size()));
+    for (const std::string& system : systems) {
+        putText(out, system);
+        putMembers(system);
+    }
+}
+
+void TraceDatWriter::_putCommandLines(Bytes& out) const {
     std::string lines;
     for (const auto& line : commandLines)
         lines += std::to_string(line.first) + " " + line.second + "\n";
     putU64(out, lines.size());
     putText(out, lines, false);
+}
 
+unsigned TraceDatWriter::_cpuCount() const {
     unsigned cpus = cpuCount;
     for (const Event& event : events)
         cpus = std::max(cpus, event.cpu + 1);
+    return cpus;
+}
+
+Bytes TraceDatWriter::build() const {
+    Bytes out = {0x17, 0x08, 0x44};
+    putText(out, "tracing", false);
+    putText(out, "6");
+    out.push_back(bigEndian ? 1 : 0);
+    out.push_back(static_cast<std::uint8_t>(longSize));
+    putU32(out, pageSize);
+    _putHeaders(out);
+    _putFormats(out, true);
+    _putFormats(out, false);
+    putU32(out, 0); // kallsyms
+    putU32(out, 0); // printk formats
+    _putCommandLines(out);
+
+    const unsigned cpus = _cpuCount();
     putU32(out, cpus);
     std::vector<std::pair<std::uint16_t, Bytes>> all = options;
     if (!traceClock.empty())
@@ -362,22 +377,176 @@ Bytes TraceDatWriter::build() const {
         putU64(out, traceClock.size());
         putText(out, traceClock, false);
     }
-    std::vector<Bytes> pages;
-    for (unsigned cpu = 0; cpu < cpus; ++cpu)
-        pages.push_back(_cpuPages(cpu));
     for (unsigned cpu = 0; cpu < cpus; ++cpu) {
+        const Bytes pages = _cpuPages(cpu);
         out.resize((out.size() + pageSize - 1) / pageSize * pageSize, 0);
         Bytes entry;
         putU64(entry, out.size());
-        putU64(entry, pages[cpu].size());
+        putU64(entry, pages.size());
         std::copy(entry.begin(), entry.end(), out.begin() + table + 16 * cpu);
-        out.insert(out.end(), pages[cpu].begin(), pages[cpu].end());
+        out.insert(out.end(), pages.begin(), pages.end());
     }
     return out;
 }
 
-bool TraceDatWriter::writeTo(const std::string& path) const {
-    const Bytes bytes = build();
+Bytes TraceDatWriter::buildVersion7(const std::string& compression, unsigned pagesPerChunk) const {
+    const bool compress = compression != "none";
+    // Section descriptions, kept in a strings section and referred to by their offset in it.
+    std::string strings;
+    auto stringId = [&](const std::string& text) {
+        const std::uint32_t id = static_cast<std::uint32_t>(strings.size());
+        strings += text;
+        strings.push_back('\0');
+        return id;
+    };
+    auto squeeze = [&](const Bytes& data) {
+        Bytes packed(ZSTD_compressBound(data.size()));
+        const std::size_t size = ZSTD_compress(packed.data(), packed.size(), data.data(), data.size(), 3);
+        if (ZSTD_isError(size))
+            throw std::runtime_error("zstd failed");
+        packed.resize(size);
+        return packed;
+    };
+    Bytes out = {0x17, 0x08, 0x44};
+    putText(out, "tracing", false);
+    putText(out, "7");
+    out.push_back(bigEndian ? 1 : 0);
+    out.push_back(static_cast<std::uint8_t>(longSize));
+    putU32(out, pageSize);
+    putText(out, compression);
+    putText(out, compress ? "1.5.4" : "");
+    const std::size_t firstOptions = out.size();
+    putU64(out, 0);
+    auto section = [&](std::uint16_t id, const std::string& name, const Bytes& content) {
+        const std::uint64_t at = out.size();
+        putU16(out, id);
+        putU16(out, compress ? 1 : 0);
+        putU32(out, stringId(name));
+        if (compress) {
+            const Bytes packed = squeeze(content);
+            putU64(out, 8 + packed.size());
+            putU32(out, static_cast<std::uint32_t>(packed.size()));
+            putU32(out, static_cast<std::uint32_t>(content.size()));
+            out.insert(out.end(), packed.begin(), packed.end());
+        } else {
+            putU64(out, content.size());
+            out.insert(out.end(), content.begin(), content.end());
+        }
+        return at;
+    };
+    Bytes part;
+    std::vector<std::pair<std::uint16_t, std::uint64_t>> sections;
+    _putHeaders(part);
+    sections.emplace_back(16, section(16, "headers", part));
+    part.clear();
+    _putFormats(part, true);
+    sections.emplace_back(17, section(17, "ftrace events", part));
+    part.clear();
+    _putFormats(part, false);
+    sections.emplace_back(18, section(18, "events format", part));
+    part.clear();
+    putU32(part, 0);
+    sections.emplace_back(19, section(19, "kallsyms", part));
+    sections.emplace_back(20, section(20, "printk", part));
+    part.clear();
+    _putCommandLines(part);
+    sections.emplace_back(21, section(21, "command lines", part));
+
+    // An options section is never compressed; it ends with DONE and the offset of the next one.
+    auto options = [&](const std::vector<std::pair<std::uint16_t, Bytes>>& list) {
+        Bytes content;
+        for (const auto& option : list) {
+            putU16(content, option.first);
+            putU32(content, static_cast<std::uint32_t>(option.second.size()));
+            content.insert(content.end(), option.second.begin(), option.second.end());
+        }
+        putU16(content, 0);
+        putU32(content, 8);
+        const std::size_t next = content.size();
+        putU64(content, 0);
+        const std::uint64_t at = out.size();
+        putU16(out, 0);
+        putU16(out, 0);
+        putU32(out, stringId("options"));
+        putU64(out, content.size());
+        const std::size_t done = out.size() + next;
+        out.insert(out.end(), content.begin(), content.end());
+        return std::make_pair(at, done);
+    };
+    const unsigned cpus = _cpuCount();
+    std::vector<std::pair<std::uint16_t, Bytes>> first = this->options;
+    for (const auto& entry : sections) {
+        Bytes offset;
+        putU64(offset, entry.second);
+        first.emplace_back(entry.first, offset);
+    }
+    Bytes count;
+    putU32(count, cpus);
+    first.emplace_back(8, count);
+    const auto head = options(first);
+    patchNumber(out, firstOptions, head.first);
+
+    // The flyrecord section: its header, then the data of each CPU at a page boundary.
+    const std::uint64_t flyrecord = out.size();
+    putU16(out, 3);
+    putU16(out, compress ? 1 : 0);
+    putU32(out, stringId("buffer flyrecord "));
+    const std::size_t flySize = out.size();
+    putU64(out, 0);
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> where;
+    for (unsigned cpu = 0; cpu < cpus; ++cpu) {
+        const Bytes pages = _cpuPages(cpu);
+        out.resize((out.size() + pageSize - 1) / pageSize * pageSize, 0);
+        const std::uint64_t at = out.size();
+        if (compress && !pages.empty()) {
+            const std::size_t chunk = static_cast<std::size_t>(pageSize) * pagesPerChunk;
+            putU32(out, static_cast<std::uint32_t>((pages.size() + chunk - 1) / chunk));
+            for (std::size_t start = 0; start < pages.size(); start += chunk) {
+                const Bytes piece(pages.begin() + start, pages.begin() + std::min(pages.size(), start + chunk));
+                const Bytes packed = squeeze(piece);
+                putU32(out, static_cast<std::uint32_t>(packed.size()));
+                putU32(out, static_cast<std::uint32_t>(piece.size()));
+                out.insert(out.end(), packed.begin(), packed.end());
+            }
+            where.emplace_back(at, out.size() - at - 4); // the size leaves out the count of chunks
+        } else {
+            out.insert(out.end(), pages.begin(), pages.end());
+            where.emplace_back(at, pages.size());
+        }
+    }
+    patchNumber(out, flySize, out.size() - flySize - 8);
+
+    Bytes buffer;
+    putU64(buffer, flyrecord);
+    putText(buffer, "");
+    putText(buffer, "local");
+    putU32(buffer, pageSize);
+    putU32(buffer, cpus);
+    for (unsigned cpu = 0; cpu < cpus; ++cpu) {
+        putU32(buffer, cpu);
+        putU64(buffer, where[cpu].first);
+        putU64(buffer, where[cpu].second);
+    }
+    const auto last = options({{3, buffer}});
+    patchNumber(out, head.second, last.first);
+    const std::uint32_t stringsId = stringId("strings");
+    Bytes text(strings.begin(), strings.end());
+    putU16(out, 15);
+    putU16(out, 0);
+    putU32(out, stringsId);
+    putU64(out, text.size());
+    out.insert(out.end(), text.begin(), text.end());
+    return out;
+}
+
+void TraceDatWriter::patchNumber(Bytes& out, std::size_t offset, std::uint64_t value) const {
+    Bytes number;
+    putU64(number, value);
+    std::copy(number.begin(), number.end(), out.begin() + static_cast<std::ptrdiff_t>(offset));
+}
+
+bool TraceDatWriter::writeTo(const std::string& path, unsigned version) const {
+    const Bytes bytes = version == 7 ? buildVersion7() : build();
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     return static_cast<bool>(file);

@@ -95,16 +95,24 @@ public:
     void add(const Event& event) { events.push_back(event); }
 
     Bytes build() const;
-    bool writeTo(const std::string& path) const;
+    /// The same recording as version 7: sections (compressed, unless the compression is "none"), the CPU data
+    /// in zstd chunks of the given number of pages, options sections and a strings section.
+    Bytes buildVersion7(const std::string& compression = "zstd", unsigned pagesPerChunk = 4) const;
+    bool writeTo(const std::string& path, unsigned version = 6) const;
 
     /// Numbers in the file's byte order.
     void putU16(Bytes& out, std::uint16_t value) const { putNumber(out, value, 2); }
     void putU32(Bytes& out, std::uint32_t value) const { putNumber(out, value, 4); }
     void putU64(Bytes& out, std::uint64_t value) const { putNumber(out, value, 8); }
     void putNumber(Bytes& out, std::uint64_t value, unsigned size) const;
+    void patchNumber(Bytes& out, std::size_t offset, std::uint64_t value) const;
 
 private:
     Bytes _cpuPages(unsigned cpu) const;
+    void _putHeaders(Bytes& out) const;
+    void _putFormats(Bytes& out, bool ftraceOnes) const;
+    void _putCommandLines(Bytes& out) const;
+    unsigned _cpuCount() const;
     void _putEntry(Bytes& page, unsigned typeLen, std::uint32_t delta) const;
 
     bool bigEndian;

@@ -101,8 +101,8 @@ perfdatawriter::PerfDataWriter makePerfData(const std::vector<EventSpec>& specs,
     return perf;
 }
 
-bool write(const TraceDatWriter& writer, const std::string& path) {
-    if (!writer.writeTo(path)) {
+bool write(const TraceDatWriter& writer, const std::string& path, unsigned version = 6) {
+    if (!writer.writeTo(path, version)) {
         std::fprintf(stderr, "tracedatwriter: cannot write %s\n", path.c_str());
         return false;
     }
@@ -149,6 +149,7 @@ int writeTestSet(const std::string& folder) {
         writer.setLayout(0, cpu0);
         writer.setLayout(1, cpu1);
         ok = write(writer, folder + "/be32.dat") && ok;
+        ok = write(writer, folder + "/be32.v7.dat", 7) && ok;
     }
     {
         // Little-endian, 4-byte longs, 16 KiB pages, a time offset.
@@ -167,6 +168,7 @@ int writeTestSet(const std::string& folder) {
         layout.absoluteEvery = 4;
         writer.setLayout(3, layout);
         ok = write(writer, folder + "/be64.dat") && ok;
+        ok = write(writer, folder + "/be64.v7.dat", 7) && ok;
     }
     for (const bool interpolate : {true, false}) {
         // A guest's recording: its times shift towards the host's, per CPU, with the offsets interpolated
