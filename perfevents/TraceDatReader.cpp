@@ -93,6 +93,8 @@ void TraceDatReader::_deliverComms(PerfEventDataListener& listener) {
 
 void TraceDatReader::parseEvents(PerfEventDataListener& listener) {
     eventCount = missedEvents = 0;
+    problems = PerfReadProblems();
+    unsigned long long tooShort = 0;
     dataConsumed.store(0, std::memory_order_relaxed);
     _deliverComms(listener);
 
@@ -104,8 +106,10 @@ void TraceDatReader::parseEvents(PerfEventDataListener& listener) {
     unsigned long long consumedBefore = 0;
     while (TraceDatCpuStream* cpu = merge.next()) {
         const std::uint32_t size = cpu->getSize();
-        if (size < 8 || size > 0xFFFFFFFFu - RAW_OFFSET)
-            continue; // too short to hold the common fields: nothing can be read of it
+        if (size < 8 || size > 0xFFFFFFFFu - RAW_OFFSET) {
+            ++tooShort; // too short to hold the common fields: nothing can be read of it
+            continue;
+        }
         body.resize(RAW_OFFSET + size);
         const std::uint32_t pid = static_cast<std::uint32_t>(TraceDatInput::decode(cpu->getData() + 4, 4, bigEndian));
         place<std::uint64_t>(body, 0, 0);
@@ -132,7 +136,7 @@ void TraceDatReader::parseEvents(PerfEventDataListener& listener) {
         listener.onEventData(*sample);
     }
 
-    std::vector<std::string> problems;
+    std::vector<std::string> missing;
     unsigned long long uncounted = 0, damaged = 0, consumed = 0;
     for (const auto& stream : merge.getStreams()) {
         missedEvents += stream->getMissedEvents();
@@ -140,14 +144,18 @@ void TraceDatReader::parseEvents(PerfEventDataListener& listener) {
         damaged += stream->getDamagedPages();
         consumed += stream->getConsumed();
         if (!stream->getProblem().empty())
-            problems.push_back(stream->getProblem());
+            missing.push_back(stream->getProblem());
     }
     dataConsumed.store(consumed, std::memory_order_relaxed);
-    _report(problems, uncounted, damaged);
+    if (tooShort > 0) {
+        problems.undecodableSamples[-1] = tooShort;
+        logger->warnf("%llu events were skipped: they are too short to hold the common fields.", tooShort);
+    }
+    _report(missing, uncounted, damaged);
     listener.onClose();
 }
 
-void TraceDatReader::_report(const std::vector<std::string>& problems, unsigned long long uncounted,
+void TraceDatReader::_report(const std::vector<std::string>& missing, unsigned long long uncounted,
                              unsigned long long damaged) {
     if (missedEvents > 0 || uncounted > 0) {
         const std::string pages = std::to_string(uncounted) + (uncounted == 1 ? " page" : " pages");
@@ -156,14 +164,20 @@ void TraceDatReader::_report(const std::vector<std::string>& problems, unsigned 
             text = missedEvents > 0 ? text + " and more on " + pages : "events on " + pages + ", not counted";
         logger->warnf("The ring buffer lost %s: those events are missing from the recording.", text.c_str());
     }
-    if (damaged > 0)
-        logger->warnf("%llu ring buffer pages are damaged: the events after the damage on each were skipped.", damaged);
-    if (!problems.empty()) {
-        std::string missing = problems.front();
-        for (std::size_t i = 1; i < problems.size(); ++i)
-            missing += "; " + problems[i];
-        logger->warnf("Recording cut short: missing %s. Every whole event that is there was read.", missing.c_str());
+    std::string damage;
+    if (damaged > 0) {
+        damage =
+            std::to_string(damaged) + " ring buffer pages are damaged: the events after the damage on each were lost";
+        logger->warnf("%s.", damage.c_str());
     }
+    if (!missing.empty()) {
+        std::string text = missing.front();
+        for (std::size_t i = 1; i < missing.size(); ++i)
+            text += "; " + missing[i];
+        logger->warnf("Recording cut short: missing %s. Every whole event that is there was read.", text.c_str());
+        damage += (damage.empty() ? "missing " : "; missing ") + text;
+    }
+    problems.damage = damage;
 }
 
 } // namespace perfevents

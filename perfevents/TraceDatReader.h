@@ -44,13 +44,15 @@ public:
     /// Bytes of event data read so far and in all; cheap enough to be asked after every record.
     unsigned long long getDataConsumed() const override { return dataConsumed.load(std::memory_order_relaxed); }
     unsigned long long getDataTotal() const override { return dataTotal; }
+    /// Damaged pages, a cut file and events too short to hold the common fields, once parseEvents has returned.
+    PerfReadProblems getReadProblems() const override { return problems; }
     /// Counts of the last walk.
     unsigned long long getEventCount() const { return eventCount; }
     unsigned long long getMissedEvents() const { return missedEvents; }
 
 private:
     void _deliverComms(PerfEventDataListener& listener);
-    void _report(const std::vector<std::string>& problems, unsigned long long uncounted, unsigned long long damaged);
+    void _report(const std::vector<std::string>& missing, unsigned long long uncounted, unsigned long long damaged);
 
     std::unique_ptr<TraceDatFile> file;
     std::unique_ptr<TraceDatEventLayouts> layouts;
@@ -63,6 +65,7 @@ private:
     std::atomic<unsigned long long> dataConsumed{0};
     unsigned long long eventCount = 0;
     unsigned long long missedEvents = 0;
+    PerfReadProblems problems;
 
     static kestrel::Logger* logger;
 };

@@ -13,8 +13,8 @@ cd "$work"
 "$eventdb" -o le64.json "$data/le64.dat" 2>err.txt || fail "plotwright-eventdb le64.dat: $(cat err.txt)"
 "$eventdb" -o le64-v7.json "$data/le64.v7.dat" 2>err.txt || fail "plotwright-eventdb le64.v7.dat: $(cat err.txt)"
 cmp -s le64.json le64-v7.json || fail "the databases of le64.dat and le64.v7.dat differ"
-"$eventdb" -o armirq.json "$data/armirq.dat" 2>err.txt || fail "plotwright-eventdb armirq.dat: $(cat err.txt)"
-grep -qF '"irq:softirq_entry"' armirq.json || fail "the database of armirq.dat lacks irq:softirq_entry"
+"$eventdb" -o armirq-db.json "$data/armirq.dat" 2>err.txt || fail "plotwright-eventdb armirq.dat: $(cat err.txt)"
+grep -qF '"irq:softirq_entry"' armirq-db.json || fail "the database of armirq.dat lacks irq:softirq_entry"
 "$eventdb" - <"$data/le64.dat" >out.json 2>err.txt && fail "plotwright-eventdb read a trace.dat from standard input"
 grep -qF "give its name instead" err.txt || fail "no clear message for a trace.dat on standard input: $(cat err.txt)"
 
@@ -37,7 +37,7 @@ grep -q 'WARN The ring buffer lost 8 events and more on 1 page' dat.log || fail 
 grep -qF '"ls"' dat.json || fail "the saved command lines do not name the threads"
 
 # The real recording: every series it should have, its threads named.
-convert armirq armirq.json "$data/armirq.dat"
+convert armirq armirq-db.json "$data/armirq.dat"
 for label in '"CPU 0"' '"ksoftirqd/0"' '"kworker/0:2"' '"bash"'; do
     grep -qF "$label" armirq.json || fail "armirq.dat: no $label in the plot data"
 done
@@ -45,6 +45,17 @@ done
 grep 'ERROR\|WARN' armirq.log | grep -v 'Cannot find event \[\(power:cpu_frequency\|kmem:mm_page_alloc\)\]' &&
     fail "armirq.dat: unexpected messages"
 
+
+# A cut file: every whole event before the cut, and the loss said on standard error (status 2 with --strict).
+head -c 60000 "$data/le64.dat" >cut.dat
+printf '{"eventDatabase": "le64.json", "inputChannelFile": "%s"}\n' "$data/channels.json" >cut.conf
+"$bin" -c cut.conf -i cut.dat -o cut.json --strict >cut.log 2>cut.err
+[ $? = 2 ] || fail "a cut trace.dat with --strict did not end with status 2"
+grep -q 'cut short or damaged: missing .* bytes of the data of CPU 2' cut.err || fail "the cut is not reported: $(cat cut.err)"
+# The event database is checked against the recording's formats: another recording's ids do not fit.
+printf '{"eventDatabase": "armirq-db.json", "inputChannelFile": "%s"}\n' "$data/channels.json" >other.conf
+"$bin" -c other.conf -i "$data/le64.dat" -o other.json >other.log 2>other.err
+grep -q 'contradicts the recording' other.err || fail "a database of other ids is not refused: $(cat other.err)"
 
 # A pipe cannot be sought: the message says to give the file.
 printf '{"eventDatabase": "le64.json", "inputChannelFile": "%s"}\n' "$data/channels.json" >stdin.conf
