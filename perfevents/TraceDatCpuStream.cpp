@@ -2,7 +2,7 @@
 
 #include "perfevents/TraceDatInput.h"
 
-#include <zstd.h>
+#include "perfevents/TraceDatZstd.h"
 
 namespace perfevents {
 
@@ -52,6 +52,7 @@ bool TraceDatCpuStream::_loadPages() {
     input.clear();
     input.seekg(static_cast<std::streamoff>(position));
     input.read(reinterpret_cast<char*>(buffer.data()), static_cast<std::streamsize>(size));
+    bytes = buffer.data();
     bufferSize = static_cast<std::size_t>(input.gcount());
     if (bufferSize < size) {
         problem = "the data of CPU " + std::to_string(cpu) + " from byte " + std::to_string(position + bufferSize) +
@@ -97,14 +98,14 @@ bool TraceDatCpuStream::_loadChunk() {
     }
     position += 8 + compressedSize;
     consumed += 8 + compressedSize;
-    buffer.resize(std::max<std::size_t>(buffer.size(), size));
-    const std::size_t result = ZSTD_decompress(buffer.data(), size, compressedBuffer.data(), compressedSize);
-    if (ZSTD_isError(result)) {
-        problem = "the " + where + " (damaged: " + ZSTD_getErrorName(result) + ")";
+    std::string error;
+    if (!TraceDatZstd::decompress(compressedBuffer.data(), compressedSize, size, chunk, error)) {
+        problem = "the " + where + " (damaged: " + error + ")";
         end = position;
         return false;
     }
-    bufferSize = result;
+    bytes = reinterpret_cast<const unsigned char*>(chunk.data());
+    bufferSize = chunk.size();
     return bufferSize > 0;
 }
 
@@ -126,7 +127,7 @@ bool TraceDatCpuStream::advance() {
             pageStart = 0;
         }
         const std::size_t size = std::min<std::size_t>(file.getPageSize(), bufferSize - pageStart);
-        decoder.load(buffer.data() + pageStart, size);
+        decoder.load(bytes + pageStart, size);
         if (decoder.isCut() && problem.empty())
             problem = "the rest of the last page of CPU " + std::to_string(cpu);
         if (decoder.hasMissedEvents()) {

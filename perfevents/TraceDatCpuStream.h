@@ -51,6 +51,8 @@ private:
     std::uint32_t chunksLeft = 0;
     std::vector<unsigned char> buffer;
     std::vector<unsigned char> compressedBuffer;
+    std::string chunk;                    // the decompressed chunk, where the data is compressed
+    const unsigned char* bytes = nullptr; // the pages loaded: in buffer or in chunk
     std::size_t bufferSize = 0;
     std::size_t pageStart = 0; // of the page being decoded, in buffer
     bool pageLoaded = false;

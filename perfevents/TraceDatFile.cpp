@@ -1,13 +1,13 @@
 #include "perfevents/TraceDatFile.h"
 
 #include "perfevents/TraceDatInput.h"
+#include "perfevents/TraceDatZstd.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <set>
 #include <sstream>
-#include <zstd.h>
 
 namespace perfevents {
 
@@ -37,11 +37,10 @@ std::string decompress(const std::string& data, bool bigEndian, const std::strin
                              " compressed bytes, but the section holds " + std::to_string(data.size() - 8));
     if (size > MAX_SECTION_SIZE)
         throw TraceDatDamage(what + ": an uncompressed size of " + std::to_string(size) + " bytes");
-    std::string out(size, '\0');
-    const std::size_t result = ZSTD_decompress(&out[0], out.size(), data.data() + 8, compressedSize);
-    if (ZSTD_isError(result) || result != size)
-        throw TraceDatDamage(what + ": the compressed data is damaged" +
-                             (ZSTD_isError(result) ? std::string(" (") + ZSTD_getErrorName(result) + ")" : ""));
+    std::string out, error;
+    if (!TraceDatZstd::decompress(reinterpret_cast<const unsigned char*>(data.data()) + 8, compressedSize, size, out,
+                                  error))
+        throw TraceDatDamage(what + ": the compressed data is damaged (" + error + ")");
     return out;
 }
 
