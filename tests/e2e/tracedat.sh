@@ -36,6 +36,11 @@ cmp -s dat.json v7.json || fail "versions 6 and 7 of the same recording differ"
 grep -q 'WARN The ring buffer lost 8 events and more on 1 page' dat.log || fail "the lost events are not reported: $(cat dat.log)"
 grep -qF '"ls"' dat.json || fail "the saved command lines do not name the threads"
 
+# Without an event database the converter makes it from the trace.dat's formats: the same plot data.
+printf '{"inputChannelFile": "%s"}\n' "$data/channels.json" >nodb.conf
+"$bin" -c nodb.conf -i "$data/le64.v7.dat" -o nodb.json >nodb.log 2>&1 || fail "no database: $(cat nodb.log)"
+cmp -s dat.json nodb.json || fail "the database made from the trace.dat gives other plot data"
+
 # The real recording: every series it should have, its threads named.
 convert armirq armirq-db.json "$data/armirq.dat"
 for label in '"CPU 0"' '"ksoftirqd/0"' '"kworker/0:2"' '"bash"'; do
