@@ -263,7 +263,8 @@ bool Conversion::_databaseFromRecording() {
     eventdb::RecordingFormats formats;
     if (!formats.read(*reader)) {
         logger->errorf("The configuration names no \"eventDatabase\", and %s carries no trace point formats to make "
-                       "one from (%s): record trace points (perf record -e SYSTEM:EVENT ..., or trace-cmd record -e SYSTEM:EVENT ...), or write an event "
+                       "one from (%s): record trace points (perf record -e SYSTEM:EVENT ..., or trace-cmd record -e "
+                       "SYSTEM:EVENT ...), or write an event "
                        "database with plotwright-eventdb (from tracefs on the traced machine) and name it in the "
                        "configuration, aborting..",
                        settings.inputFile, formats.getProblem().c_str());
