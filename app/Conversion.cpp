@@ -12,7 +12,7 @@
 #include "kestrel/Logger.h"
 #include "kestrel/Time.h"
 #include "kestrel/TimeConverter.h"
-#include "perfevents/PerfRecordFileReader.h"
+#include "perfevents/PerfOutputReaderFactory.h"
 
 #include <cstdio>
 #include <cstring>
@@ -248,7 +248,8 @@ bool Conversion::_openInput() {
 bool Conversion::_openRecording() {
     std::istream& stream = fromStandardInput ? static_cast<std::istream&>(std::cin) : input;
     try {
-        reader.reset(new perfevents::PerfRecordFileReader(stream, true));
+        // A perf.data file or a trace-cmd recording (trace.dat), told by its first byte.
+        reader = perfevents::PerfOutputReaderFactory::create(stream);
     } catch (const std::exception& e) {
         logger->errorf("Cannot read %s, so no event database can be made from it (%s), aborting..", settings.inputFile,
                        e.what());
@@ -262,7 +263,8 @@ bool Conversion::_databaseFromRecording() {
     eventdb::RecordingFormats formats;
     if (!formats.read(*reader)) {
         logger->errorf("The configuration names no \"eventDatabase\", and %s carries no trace point formats to make "
-                       "one from (%s): record trace points (perf record -e SYSTEM:EVENT ...), or write an event "
+                       "one from (%s): record trace points (perf record -e SYSTEM:EVENT ..., or trace-cmd record -e "
+                       "SYSTEM:EVENT ...), or write an event "
                        "database with plotwright-eventdb (from tracefs on the traced machine) and name it in the "
                        "configuration, aborting..",
                        settings.inputFile, formats.getProblem().c_str());

@@ -15,7 +15,7 @@ namespace kestrel {
 class Logger;
 }
 namespace perfevents {
-class PerfRecordFileReader;
+class PerfOutputReader;
 }
 
 /**
@@ -68,7 +68,7 @@ private:
     bool allRecipes = false;         // no channel file at all: every recipe that applies
     bool fromStandardInput = false;
     std::ifstream input;
-    std::unique_ptr<perfevents::PerfRecordFileReader> reader; // opened ahead when its set-up is needed early
+    std::unique_ptr<perfevents::PerfOutputReader> reader; // opened ahead when its set-up is needed early
     std::ofstream outputFile;
 };
 

@@ -19,7 +19,7 @@
 #include "perfevents/PerfEventDataFork.h"
 #include "perfevents/PerfEventDataSample.h"
 #include "perfevents/PerfFormat.h"
-#include "perfevents/PerfRecordFileReader.h"
+#include "perfevents/PerfOutputReaderFactory.h"
 #include "perfevents/TracePointFieldStore.h"
 
 #include <cstdio>
@@ -126,8 +126,9 @@ void PerfInputRunner::_run(kestrel::JSOM& channels, perfevents::PerfOutputReader
         return;
     }
     try {
-        perfevents::PerfRecordFileReader own(*input, true);
-        _walk(own, fields);
+        // A perf.data file or a trace-cmd recording (trace.dat), told by its first byte.
+        const std::unique_ptr<perfevents::PerfOutputReader> own = perfevents::PerfOutputReaderFactory::create(*input);
+        _walk(*own, fields);
     } catch (const std::ios_base::failure& e) {
         // The reader has logged the problem itself; the driver closes the document.
         logger->debugf("%p An I/O exception occurred: %s", this, e.what());

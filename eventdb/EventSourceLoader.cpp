@@ -3,6 +3,7 @@
 #include "eventdb/TraceFormatParser.h"
 #include "eventdb/TracingDataParser.h"
 #include "perfevents/PerfRecordingSetup.h"
+#include "perfevents/TraceDatFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -54,11 +55,15 @@ void EventSourceLoader::_loadFile(const std::string& path) {
 
 void EventSourceLoader::_loadStream(const std::string& path, std::istream& in) {
     // tracefs files report a size of 0, so the file is read until its end rather than by its stated size.
-    std::string head(8, '\0');
+    std::string head(12, '\0');
     in.read(&head[0], static_cast<std::streamsize>(head.size()));
     head.resize(static_cast<size_t>(in.gcount()));
     if (perfevents::PerfRecordingSetup::isPerfFile(head.data(), head.size())) {
         _loadPerfFile(path, in, head);
+        return;
+    }
+    if (perfevents::TraceDatFile::isTraceDat(reinterpret_cast<const unsigned char*>(head.data()), head.size())) {
+        _loadTraceDat(path, in);
         return;
     }
     if (in.bad()) {
@@ -70,14 +75,15 @@ void EventSourceLoader::_loadStream(const std::string& path, std::istream& in) {
         in.read(chunk.data(), static_cast<std::streamsize>(chunk.size()));
         text.append(chunk.data(), static_cast<size_t>(in.gcount()));
         if (text.size() > MAX_FORMAT_TEXT_SIZE) {
-            throw sourceError(path, "neither a perf.data file nor a trace point format text (too large)");
+            throw sourceError(path,
+                              "neither a perf.data file, a trace.dat file nor a trace point format text (too large)");
         }
     }
     if (in.bad()) {
         throw sourceError(path, "read error");
     }
     if (!TraceFormatParser::isFormatText(text.data(), text.size())) {
-        throw sourceError(path, "neither a perf.data file nor a trace point format text");
+        throw sourceError(path, "neither a perf.data file, a trace.dat file nor a trace point format text");
     }
     _loadFormatText(path, text);
 }
@@ -96,6 +102,26 @@ void EventSourceLoader::_loadPerfFile(const std::string& path, std::istream& in,
     }
     if (formats.empty()) {
         throw sourceError(path, "the tracing data section describes no trace points");
+    }
+    for (const TraceEventFormat& format : formats) {
+        builder.addEvent(format, path);
+    }
+}
+
+void EventSourceLoader::_loadTraceDat(const std::string& path, std::istream& in) {
+    // A trace.dat keeps its sections where its offsets say: it is read by seeking, which a pipe cannot do.
+    if (path == "-") {
+        throw sourceError(path, "a trace.dat file cannot be read from standard input: give its name instead");
+    }
+    std::vector<TraceEventFormat> formats;
+    try {
+        const std::vector<unsigned char> tracingData = perfevents::TraceDatFile(in).getTracingData();
+        formats = TracingDataParser(tracingData.data(), tracingData.size()).parse();
+    } catch (const std::runtime_error& e) {
+        throw sourceError(path, std::string("trace.dat: ") + e.what());
+    }
+    if (formats.empty()) {
+        throw sourceError(path, "the trace.dat file describes no trace points");
     }
     for (const TraceEventFormat& format : formats) {
         builder.addEvent(format, path);

@@ -2,6 +2,7 @@
 
 #include "eventdb/TracingDataParser.h"
 #include "perfevents/PerfRecordFileReader.h"
+#include "perfevents/TraceDatReader.h"
 #include "perfevents/TracePointFieldStore.h"
 
 #include <stdexcept>
@@ -11,6 +12,9 @@ namespace eventdb {
 bool RecordingFormats::read(const perfevents::PerfOutputReader& reader) {
     formats.clear();
     byName.clear();
+    if (const auto* traceDat = dynamic_cast<const perfevents::TraceDatReader*>(&reader)) {
+        return _parse(traceDat->getTracingData());
+    }
     const auto* perf = dynamic_cast<const perfevents::PerfRecordFileReader*>(&reader);
     if (perf == nullptr) {
         problem = "the recording carries no trace point formats";
@@ -21,6 +25,10 @@ bool RecordingFormats::read(const perfevents::PerfOutputReader& reader) {
         problem = perf->getTracingDataProblem();
         return false;
     }
+    return _parse(data);
+}
+
+bool RecordingFormats::_parse(const std::vector<unsigned char>& data) {
     try {
         formats = TracingDataParser(data.data(), data.size()).parse();
     } catch (const std::runtime_error& e) {

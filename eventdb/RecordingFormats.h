@@ -37,6 +37,8 @@ public:
                                  const std::string& field) const;
 
 private:
+    bool _parse(const std::vector<unsigned char>& data);
+
     std::vector<TraceEventFormat> formats;
     std::map<std::string, std::size_t> byName;
     std::string problem;

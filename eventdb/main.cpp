@@ -28,6 +28,8 @@ void printUsage() {
                  "the sources. A source is, told by its content:\n"
                  "  a perf.data file             the formats of the trace points it recorded (also one\n"
                  "                               written to a pipe; - reads it from standard input)\n"
+                 "  a trace.dat file             the ftrace and event formats of a trace-cmd recording\n"
+                 "                               (versions 6 and 7; a file, not standard input)\n"
                  "  a format file                as tracefs' events/SYSTEM/EVENT/format\n"
                  "  a directory                  every file named format below it, for example\n"
                  "                               /sys/kernel/tracing/events/sched\n"
@@ -93,7 +95,7 @@ int main(int argc, char* argv[]) {
         return fail("invalid system name \"" + defaultSystem + "\": use letters, digits, '_', '-' and '.'");
     }
     if (optind >= argc) {
-        return fail("no source given: name perf.data files, format files or directories (see -h)");
+        return fail("no source given: name perf.data or trace.dat files, format files or directories (see -h)");
     }
 
     std::string database;

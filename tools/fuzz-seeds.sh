@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 corpus=tests/fuzz/corpus
 data=tests/data
-for target in json_roundtrip perf_reader conversion postfix format_text tracing_data plot_spec; do
+for target in json_roundtrip perf_reader conversion postfix format_text tracing_data plot_spec tracedat_reader; do
     mkdir -p "$corpus/$target"
     rm -f "$corpus/$target"/seed-*
 done
@@ -14,6 +14,11 @@ done
 for recording in single callchain sched; do
     cp "$data/recordings/$recording.data" "$corpus/perf_reader/seed-$recording.data"
     cp "$data/recordings/$recording.data" "$corpus/conversion/seed-$recording.data"
+done
+
+# trace.dat recordings: the small writer-made ones of each kind (the real one is mostly kernel symbols).
+for recording in le64 le64.v7 be32 be32.v7 be64 le32-plain.v7; do
+    cp "$data/tracedat/$recording.dat" "$corpus/tracedat_reader/seed-$recording.dat"
 done
 
 # u64 <file> <offset>: the little-endian 64-bit number at that offset.

@@ -69,7 +69,7 @@ sed 's/^ID: 372/ID: 999/; s/common_pid;\toffset:4;\tsize:4/common_pid;\toffset:4
     "$data/recordings/formats/sched/sched_switch/format" >"$work/common.txt"
 expect_error "tracing data section lies beyond the end of the file" "$work/truncated.data"
 expect_error "damaged tracing data section: the header_page label is missing" "$work/damaged.data"
-expect_error "neither a perf.data file nor a trace point format text" "$work/text.txt"
+expect_error "neither a perf.data file, a trace.dat file nor a trace point format text" "$work/text.txt"
 expect_error "no files named format" "$work/empty"
 expect_error "No such file or directory" "$work/missing.data"
 expect_error "name it with -s SYSTEM" "$work/switch.txt"
