@@ -2,6 +2,7 @@
 
 #include "app/Conversion.h"
 #include "perfevents/PerfFormat.h"
+#include "perfevents/TraceDatFile.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -70,13 +71,18 @@ int ForkedConversion::wait() {
 
 bool ForkedConversion::isRecording(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    char head[perfevents::PerfFormat::MAGIC_SIZE] = {};
-    if (!file.read(head, sizeof head)) {
+    unsigned char head[16] = {};
+    file.read(reinterpret_cast<char*>(head), sizeof head);
+    const std::size_t length = static_cast<std::size_t>(file.gcount());
+    if (perfevents::TraceDatFile::isTraceDat(head, length)) {
+        return true;
+    }
+    if (length < perfevents::PerfFormat::MAGIC_SIZE) {
         return false;
     }
     for (const char* magic : {perfevents::PerfFormat::MAGIC, perfevents::PerfFormat::MAGIC_SWAPPED,
                               perfevents::PerfFormat::MAGIC_V1, perfevents::PerfFormat::MAGIC_V1_SWAPPED}) {
-        if (std::memcmp(head, magic, sizeof head) == 0) {
+        if (std::memcmp(head, magic, perfevents::PerfFormat::MAGIC_SIZE) == 0) {
             return true;
         }
     }

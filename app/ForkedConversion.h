@@ -31,7 +31,8 @@ public:
     /// Closes the pipe and waits for the child; returns its exit status, 1 when a signal ended it.
     int wait();
 
-    /// Whether the file starts as a recording the converter reads (by its content, not its name).
+    /// Whether the file starts as a recording the converter reads, perf.data or trace.dat (by its content, not its
+    /// name).
     static bool isRecording(const std::string& path);
 
 private:

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cmath>
 #include <fstream>
 #include <functional>
@@ -247,6 +248,24 @@ TEST(RecipeTest, SchedulerRecipeAsPerfDecodesIt) {
             });
             EXPECT_EQ("", compare(cpus, converted.named(converted.series("Wakeups", wakeup)))) << wakeup;
         }
+    }
+}
+
+TEST(RecipeTest, AnOlderKernelsPreemptionFlagIsNamedToo) {
+    // A trace.dat of an older ARM kernel, which flags a preempted task with 4096 where recent kernels use 256:
+    // every thread state still has a name, and preempted tasks are Runnable (preempted).
+    const Conversion older(std::string(PLOTWRIGHT_TEST_DATA) + "/tracedat/armirq.dat", 1464);
+    std::map<std::string, int> names;
+    for (const auto& thread : older.named(older.series(
+             "Threads", "sched:sched_switch, sched:sched_wakeup, sched:sched_waking, sched:sched_wakeup_new"))) {
+        for (const Named& point : thread.second) {
+            ++names[std::get<1>(point)];
+        }
+    }
+    EXPECT_GT(names["Runnable (preempted)"], 0);
+    EXPECT_GT(names["Running"], 0);
+    for (const auto& name : names) {
+        EXPECT_TRUE(name.first == "-1" || !std::isdigit(static_cast<unsigned char>(name.first[0]))) << name.first;
     }
 }
 
