@@ -1,6 +1,7 @@
 #include "app/ForkedConversion.h"
 
 #include "app/Conversion.h"
+#include "kestrel/Logger.h"
 #include "perfevents/PerfFormat.h"
 #include "perfevents/TraceDatFile.h"
 
@@ -42,6 +43,8 @@ ForkedConversion::ForkedConversion(ConversionSettings settings, double startTime
             Conversion conversion(settings, startTime);
             result = conversion.run();
         }
+        // _exit runs no destructors: what the log and the streams hold is written out here.
+        kestrel::Logger::flushAll();
         std::cout.flush();
         std::cerr.flush();
         _exit(std::cout.good() ? result : Conversion::STATUS_FAILURE);
