@@ -67,7 +67,7 @@ void printHelp() {
     printf("       --offset number     the same as -B\n");
     printf("       --base number       the same as -C\n");
     printf("       --strict            exit with status 2 when the conversion had problems (listed on stderr)\n");
-    printf("       --plot spec         a channel written on the command line (repeatable), such as\n");
+    printf("       --plot text         a channel written on the command line (repeatable), such as\n");
     printf("                           'state sched:sched_switch.next_pid per common_cpu'\n");
     printf("       --print-channels    write the channel file of the plots given and stop\n");
     printf("       --recipe name       add the channels of a recipe (repeatable); --recipe list lists them\n");

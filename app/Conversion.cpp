@@ -1,7 +1,7 @@
 #include "app/Conversion.h"
 
 #include "app/PerfInputRunner.h"
-#include "app/PlotSpec.h"
+#include "app/CommandLinePlot.h"
 #include "app/RecipeBook.h"
 #include "eventdb/EventDatabaseBuilder.h"
 #include "eventdb/RecordingFormats.h"
@@ -218,7 +218,7 @@ bool Conversion::_addPlots() {
     for (std::size_t i = 0; i < settings.plots.size(); ++i) {
         kestrel::JSOM channel;
         channel.fromString("{}");
-        const std::string problem = PlotSpec::toChannel(settings.plots[i], static_cast<int>(i + 1), fields, channel);
+        const std::string problem = CommandLinePlot::toChannel(settings.plots[i], static_cast<int>(i + 1), fields, channel);
         if (!problem.empty()) {
             fprintf(stderr, "plotwright: --plot '%s': %s\n", settings.plots[i].c_str(), problem.c_str());
             return false;

@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 corpus=tests/fuzz/corpus
 data=tests/data
-for target in json_roundtrip perf_reader conversion postfix format_text tracing_data plot_spec tracedat_reader; do
+for target in json_roundtrip perf_reader conversion postfix format_text tracing_data command_line_plot tracedat_reader; do
     mkdir -p "$corpus/$target"
     rm -f "$corpus/$target"/seed-*
 done
@@ -61,11 +61,11 @@ for formula in '$0 $1 > $2 0 != &&' '$0 0 > $0 256 < && $1 0 > &&' '100 $0 $1 - 
     i=$((i + 1))
 done
 i=0
-for spec in 'sched:sched_switch.next_pid' 'state sched:sched_switch.next_pid per common_cpu' \
+for text in 'sched:sched_switch.next_pid' 'state sched:sched_switch.next_pid per common_cpu' \
     'state sched:sched_switch.prev_state per prev_pid where prev_state != 0 && prev_pid > 0 end 0 as "Blocked" group sched' \
     'sched:sched_switch.next_pid where -prev_pid ^ 2 >= min(abs(prev_state), 0x10) || !(`end` < .5e1)' \
     'sched:sched_switch.`end` where round(ceil(floor(1)))'; do
-    printf '%s' "$spec" >"$corpus/plot_spec/seed-$i"
+    printf '%s' "$text" >"$corpus/command_line_plot/seed-$i"
     i=$((i + 1))
 done
 du -sh "$corpus"

@@ -30,7 +30,7 @@ const char* const PROGRAM = "plotwright-view";
 
 void printUsage() {
     std::cout << "Usage: " << PROGRAM
-              << " [-o FILE] [-f html|trace] [-a] [-m MB] [--recipe NAME] [--plot SPEC] INPUT...\n"
+              << " [-o FILE] [-f html|trace] [-a] [-m MB] [--recipe NAME] [--plot TEXT] INPUT...\n"
                  "Reads generic plot data written by plotwright (a file may hold several documents one after\n"
                  "another, as appended output does; \"-\" reads standard input), or a perf.data recording, which\n"
                  "it converts as plotwright does (with every recipe that applies, unless told otherwise), and writes:\n"
@@ -45,7 +45,7 @@ void printUsage() {
                  "  -h         show this help\n"
                  "Options for recordings, as plotwright has them:\n"
                  "  --recipe NAME     the channels of a recipe (repeatable); --recipe list lists them\n"
-                 "  --plot SPEC       a channel written on the command line (repeatable)\n"
+                 "  --plot TEXT       a channel written on the command line (repeatable)\n"
                  "  -l, --channels F  the channel file\n"
                  "  -c, --config F    the configuration file (default plotwright.conf, when there is one)\n"
                  "Exit status: 0 on success and after -h; 1 on any error, reported in one line on standard error.\n";

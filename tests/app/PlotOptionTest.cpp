@@ -20,7 +20,7 @@ namespace {
 const std::string RECORDINGS = std::string(PLOTWRIGHT_TEST_DATA) + "/recordings/";
 
 struct Plot {
-    std::string spec;
+    std::string text;
     std::string channel; // the same plot, written by hand
     std::string event, field, pivot;
     // Whether perf's line counts, and the pivot value of it.
@@ -68,7 +68,7 @@ TEST_F(PlotOptionTest, PlotsFromTheCommandLineAreThoseOfTheChannelFileAndOfPerf)
     const std::string times = " -A 1000 -C " + std::to_string(base);
     std::string plots, channels = "[";
     for (const Plot& plot : PLOTS) {
-        plots += " --plot '" + plot.spec + "'";
+        plots += " --plot '" + plot.text + "'";
         channels += (channels.size() > 1 ? "," : "") + plot.channel;
     }
     std::ofstream(dir + "/channels.json") << channels << "]";
@@ -101,7 +101,7 @@ TEST_F(PlotOptionTest, PlotsFromTheCommandLineAreThoseOfTheChannelFileAndOfPerf)
     kestrel::JSOM output;
     ASSERT_FALSE(output.fromFile((dir + "/plots.json").c_str()).isError());
     for (const Plot& plot : PLOTS) {
-        SCOPED_TRACE(plot.spec);
+        SCOPED_TRACE(plot.text);
         std::map<int64_t, std::vector<Point>> expected;
         for (const perftest::ScriptLine& line : lines) {
             if (line.event == plot.event && plot.keep(line)) {

@@ -69,7 +69,7 @@ help_rest=' USAGE plotwright [options]
        --offset number     the same as -B
        --base number       the same as -C
        --strict            exit with status 2 when the conversion had problems (listed on stderr)
-       --plot spec         a channel written on the command line (repeatable), such as
+       --plot text         a channel written on the command line (repeatable), such as
                            '\''state sched:sched_switch.next_pid per common_cpu'\''
        --print-channels    write the channel file of the plots given and stop
        --recipe name       add the channels of a recipe (repeatable); --recipe list lists them'

@@ -19,7 +19,7 @@ void putText(Bytes& out, const std::string& text, bool terminate = true) {
         out.push_back(0);
 }
 
-std::string printFormat(const FieldSpec& field) {
+std::string printFormat(const FieldShape& field) {
     if (field.type.find('[') != std::string::npos)
         return "%s";
     const char* length = field.size == 8 ? "ll" : "";
@@ -48,9 +48,9 @@ const char HEADER_EVENT[] = "# compressed entry header\n"
                             "\tdata max type_len  == 28\n";
 } // namespace
 
-unsigned EventSpec::offsetOf(const std::string& field) const {
+unsigned EventShape::offsetOf(const std::string& field) const {
     unsigned offset = COMMON_SIZE;
-    for (const FieldSpec& f : fields) {
+    for (const FieldShape& f : fields) {
         if (f.name == field)
             return offset;
         offset += f.size;
@@ -58,14 +58,14 @@ unsigned EventSpec::offsetOf(const std::string& field) const {
     throw std::invalid_argument("no field " + field + " in " + name);
 }
 
-unsigned EventSpec::recordSize() const {
+unsigned EventShape::recordSize() const {
     unsigned size = COMMON_SIZE;
-    for (const FieldSpec& f : fields)
+    for (const FieldShape& f : fields)
         size += f.size;
     return size;
 }
 
-std::string EventSpec::formatText() const {
+std::string EventShape::formatText() const {
     std::string text = "name: " + name + "\nID: " + std::to_string(id) + "\nformat:\n";
     text += "\tfield:unsigned short common_type;\toffset:0;\tsize:2;\tsigned:0;\n"
             "\tfield:unsigned char common_flags;\toffset:2;\tsize:1;\tsigned:0;\n"
@@ -73,7 +73,7 @@ std::string EventSpec::formatText() const {
             "\tfield:int common_pid;\toffset:4;\tsize:4;\tsigned:1;\n\n";
     unsigned offset = COMMON_SIZE;
     std::string print, arguments;
-    for (const FieldSpec& f : fields) {
+    for (const FieldShape& f : fields) {
         std::string declaration = f.type;
         const std::size_t bracket = declaration.find('[');
         if (bracket != std::string::npos)
@@ -97,12 +97,12 @@ Bytes encodeRecord(const Event& event, bool bigEndian) {
             out.push_back(static_cast<std::uint8_t>(value >> shift));
         }
     };
-    put(event.spec->id, 2);
+    put(event.shape->id, 2);
     put(0, 1); // flags
     put(0, 1); // preempt count
     put(event.pid, 4);
-    for (std::size_t i = 0; i < event.spec->fields.size(); ++i) {
-        const FieldSpec& field = event.spec->fields[i];
+    for (std::size_t i = 0; i < event.shape->fields.size(); ++i) {
+        const FieldShape& field = event.shape->fields[i];
         const Value value = i < event.values.size() ? event.values[i] : Value(0);
         if (field.type.find('[') != std::string::npos) {
             std::string text = value.text.substr(0, field.size);
@@ -118,8 +118,8 @@ Bytes encodeRecord(const Event& event, bool bigEndian) {
 TraceDatWriter::TraceDatWriter(bool bigEndian, unsigned longSize, unsigned pageSize)
     : bigEndian(bigEndian), longSize(longSize), pageSize(pageSize) {}
 
-void TraceDatWriter::addEvent(const EventSpec& spec) {
-    specs.push_back(&spec);
+void TraceDatWriter::addEvent(const EventShape& shape) {
+    shapes.push_back(&shape);
 }
 
 void TraceDatWriter::addCommandLine(std::uint32_t pid, const std::string& comm) {
@@ -298,19 +298,19 @@ void TraceDatWriter::_putHeaders(Bytes& out) const {
 void TraceDatWriter::_putFormats(Bytes& out, bool ftraceOnes) const {
     // ftrace formats, or the systems in the order their first event was added.
     std::vector<std::string> systems;
-    for (const EventSpec* spec : specs) {
-        if (spec->system != "ftrace" && std::find(systems.begin(), systems.end(), spec->system) == systems.end())
-            systems.push_back(spec->system);
+    for (const EventShape* shape : shapes) {
+        if (shape->system != "ftrace" && std::find(systems.begin(), systems.end(), shape->system) == systems.end())
+            systems.push_back(shape->system);
     }
     auto putMembers = [&](const std::string& system) {
-        std::vector<const EventSpec*> members;
-        for (const EventSpec* spec : specs) {
-            if (spec->system == system)
-                members.push_back(spec);
+        std::vector<const EventShape*> members;
+        for (const EventShape* shape : shapes) {
+            if (shape->system == system)
+                members.push_back(shape);
         }
         putU32(out, static_cast<std::uint32_t>(members.size()));
-        for (const EventSpec* spec : members) {
-            const std::string text = spec->formatText();
+        for (const EventShape* shape : members) {
+            const std::string text = shape->formatText();
             putU64(out, text.size());
             putText(out, text, false);
         }
@@ -552,7 +552,7 @@ bool TraceDatWriter::writeTo(const std::string& path, unsigned version) const {
     return static_cast<bool>(file);
 }
 
-std::vector<EventSpec> standardEvents(unsigned longSize) {
+std::vector<EventShape> standardEvents(unsigned longSize) {
     const std::string longType = "long";
     return {
         {"sched",

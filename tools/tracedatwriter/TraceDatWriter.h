@@ -11,7 +11,7 @@ namespace tracedatwriter {
 typedef std::vector<std::uint8_t> Bytes;
 
 /// One field of a trace point after the four common fields: its C type, name and size; arrays of char hold text.
-struct FieldSpec {
+struct FieldShape {
     std::string type; // "int", "pid_t", "long", "char[16]", ...
     std::string name;
     unsigned size;
@@ -19,11 +19,11 @@ struct FieldSpec {
 };
 
 /// A trace point: the writer lays its fields out after the common ones and writes its format text.
-struct EventSpec {
+struct EventShape {
     std::string system;
     std::string name;
     std::uint16_t id;
-    std::vector<FieldSpec> fields;
+    std::vector<FieldShape> fields;
 
     /// The offset of a field in the record (after the 8 bytes of common fields).
     unsigned offsetOf(const std::string& field) const;
@@ -47,7 +47,7 @@ struct Value {
 struct Event {
     std::uint64_t time; // nanoseconds, as the ring buffer stamps it
     unsigned cpu;
-    const EventSpec* spec;
+    const EventShape* shape;
     std::uint32_t pid; // common_pid
     std::vector<Value> values;
 };
@@ -73,7 +73,7 @@ class TraceDatWriter {
 public:
     TraceDatWriter(bool bigEndian, unsigned longSize, unsigned pageSize);
 
-    void addEvent(const EventSpec& spec);
+    void addEvent(const EventShape& shape);
     void addCommandLine(std::uint32_t pid, const std::string& comm);
     void addOption(std::uint16_t id, const Bytes& data);
     /// Options that change event times: an offset added to every stamp, and the TSC to nanoseconds conversion.
@@ -120,7 +120,7 @@ private:
     unsigned pageSize;
     unsigned cpuCount = 0;
     std::string traceClock = "[local] global counter uptime perf mono mono_raw boot\n";
-    std::vector<const EventSpec*> specs;
+    std::vector<const EventShape*> shapes;
     std::vector<std::pair<std::uint32_t, std::string>> commandLines;
     std::vector<std::pair<std::uint16_t, Bytes>> options;
     std::vector<std::pair<unsigned, PageLayout>> layouts;
@@ -128,7 +128,7 @@ private:
 };
 
 /// The event set of the test recordings, for a traced system with longs of the given size.
-std::vector<EventSpec> standardEvents(unsigned longSize);
+std::vector<EventShape> standardEvents(unsigned longSize);
 
 } // namespace tracedatwriter
 

@@ -27,7 +27,8 @@ struct Random {
 };
 
 // Events on `cpus` CPUs whose times interleave; now and then a gap longer than a time delta holds.
-std::vector<Event> makeEvents(const std::vector<EventSpec>& specs, unsigned cpus, unsigned count, std::uint64_t seed) {
+std::vector<Event> makeEvents(const std::vector<EventShape>& shapes, unsigned cpus, unsigned count,
+                              std::uint64_t seed) {
     Random random{seed};
     std::vector<Event> events;
     std::uint64_t time = 5000000000ULL + seed * 1000;
@@ -35,9 +36,9 @@ std::vector<Event> makeEvents(const std::vector<EventSpec>& specs, unsigned cpus
         time += random.next(20) == 0 ? 150000000ULL + random.next(100000000) : 1 + random.next(40000);
         const unsigned who = random.next(6);
         const unsigned other = random.next(6);
-        const EventSpec& spec = specs[random.next(static_cast<std::uint32_t>(specs.size()))];
-        Event event{time, random.next(cpus), &spec, PIDS[who], {}};
-        if (spec.name == "sched_switch")
+        const EventShape& shape = shapes[random.next(static_cast<std::uint32_t>(shapes.size()))];
+        Event event{time, random.next(cpus), &shape, PIDS[who], {}};
+        if (shape.name == "sched_switch")
             event.values = {COMMS[who],
                             PIDS[who],
                             120,
@@ -45,13 +46,13 @@ std::vector<Event> makeEvents(const std::vector<EventSpec>& specs, unsigned cpus
                             COMMS[other],
                             PIDS[other],
                             100 + static_cast<int>(random.next(40))};
-        else if (spec.name == "sched_wakeup")
+        else if (shape.name == "sched_wakeup")
             event.values = {COMMS[other], PIDS[other], 120, static_cast<int>(random.next(cpus))};
-        else if (spec.name == "irq_handler_entry")
+        else if (shape.name == "irq_handler_entry")
             event.values = {static_cast<int>(random.next(64)), 1};
-        else if (spec.name == "softirq_entry")
+        else if (shape.name == "softirq_entry")
             event.values = {random.next(10)};
-        else if (spec.name == "cpu_frequency")
+        else if (shape.name == "cpu_frequency")
             event.values = {200000 + 100000 * random.next(10), event.cpu};
         else
             event.values = {0x80000000ULL + random.next(1 << 20), random.next(4),
@@ -62,11 +63,11 @@ std::vector<Event> makeEvents(const std::vector<EventSpec>& specs, unsigned cpus
     return events;
 }
 
-TraceDatWriter makeWriter(bool bigEndian, unsigned longSize, unsigned pageSize, const std::vector<EventSpec>& specs,
+TraceDatWriter makeWriter(bool bigEndian, unsigned longSize, unsigned pageSize, const std::vector<EventShape>& shapes,
                           const std::vector<Event>& events) {
     TraceDatWriter writer(bigEndian, longSize, pageSize);
-    for (const EventSpec& spec : specs)
-        writer.addEvent(spec);
+    for (const EventShape& shape : shapes)
+        writer.addEvent(shape);
     for (unsigned i = 0; i < 6; ++i)
         writer.addCommandLine(PIDS[i], COMMS[i]);
     for (const Event& event : events)
@@ -76,15 +77,15 @@ TraceDatWriter makeWriter(bool bigEndian, unsigned longSize, unsigned pageSize, 
 
 // The same events as perf record writes them: one attribute per trace point, samples with IP, TID, TIME, CPU
 // and RAW (little-endian; the perf.data reader reads host order), and a COMM record per saved command line.
-perfdatawriter::PerfDataWriter makePerfData(const std::vector<EventSpec>& specs, const std::vector<Event>& events) {
+perfdatawriter::PerfDataWriter makePerfData(const std::vector<EventShape>& shapes, const std::vector<Event>& events) {
     perfdatawriter::PerfDataWriter perf;
-    for (std::size_t i = 0; i < specs.size(); ++i) {
+    for (std::size_t i = 0; i < shapes.size(); ++i) {
         perfdatawriter::Attribute attribute;
-        attribute.config = specs[i].id;
+        attribute.config = shapes[i].id;
         attribute.sampleType = 0x1 | 0x2 | 0x4 | 0x40 | 0x80 | 0x400;
         attribute.ids = {1000 + i};
         perf.addAttribute(attribute);
-        perf.addEventType(specs[i].id, specs[i].name);
+        perf.addEventType(shapes[i].id, shapes[i].name);
     }
     for (unsigned i = 0; i < 6; ++i)
         perf.addComm(PIDS[i], PIDS[i], COMMS[i]);
@@ -93,10 +94,10 @@ perfdatawriter::PerfDataWriter makePerfData(const std::vector<EventSpec>& specs,
         sample.pid = sample.tid = event.pid;
         sample.time = event.time;
         sample.cpu = event.cpu;
-        sample.id = 1000 + static_cast<std::uint64_t>(event.spec - specs.data());
+        sample.id = 1000 + static_cast<std::uint64_t>(event.shape - shapes.data());
         const Bytes record = encodeRecord(event, false);
         sample.raw.assign(record.begin(), record.end());
-        perf.addSample(sample, static_cast<std::size_t>(event.spec - specs.data()));
+        perf.addSample(sample, static_cast<std::size_t>(event.shape - shapes.data()));
     }
     return perf;
 }
@@ -114,9 +115,9 @@ int writeTestSet(const std::string& folder) {
     {
         // Little-endian, 8-byte longs, three CPUs: missed events with and without a count, absolute stamps,
         // discarded events, length words and padded page ends.
-        const std::vector<EventSpec> specs = standardEvents(8);
-        const std::vector<Event> events = makeEvents(specs, 3, 400, 1);
-        TraceDatWriter writer = makeWriter(false, 8, 4096, specs, events);
+        const std::vector<EventShape> shapes = standardEvents(8);
+        const std::vector<Event> events = makeEvents(shapes, 3, 400, 1);
+        TraceDatWriter writer = makeWriter(false, 8, 4096, shapes, events);
         PageLayout cpu0, cpu1, cpu2;
         cpu0.eventsPerPage = 25;
         cpu0.missed = {{1, 7}, {3, 1}};
@@ -131,13 +132,13 @@ int writeTestSet(const std::string& folder) {
         writer.setLayout(1, cpu1);
         writer.setLayout(2, cpu2);
         ok = write(writer, folder + "/le64.dat") && ok;
-        ok = makePerfData(specs, events).writeTo(folder + "/le64.data") && ok;
+        ok = makePerfData(shapes, events).writeTo(folder + "/le64.data") && ok;
     }
     {
         // Big-endian, 4-byte longs, two CPUs, a CPU without data.
-        const std::vector<EventSpec> specs = standardEvents(4);
-        const std::vector<Event> events = makeEvents(specs, 2, 300, 2);
-        TraceDatWriter writer = makeWriter(true, 4, 4096, specs, events);
+        const std::vector<EventShape> shapes = standardEvents(4);
+        const std::vector<Event> events = makeEvents(shapes, 2, 300, 2);
+        TraceDatWriter writer = makeWriter(true, 4, 4096, shapes, events);
         writer.setCpuCount(3);
         PageLayout cpu0, cpu1;
         cpu0.eventsPerPage = 40;
@@ -153,15 +154,15 @@ int writeTestSet(const std::string& folder) {
     }
     {
         // Little-endian, 4-byte longs, 16 KiB pages, a time offset.
-        const std::vector<EventSpec> specs = standardEvents(4);
-        TraceDatWriter writer = makeWriter(false, 4, 16384, specs, makeEvents(specs, 2, 500, 3));
+        const std::vector<EventShape> shapes = standardEvents(4);
+        TraceDatWriter writer = makeWriter(false, 4, 16384, shapes, makeEvents(shapes, 2, 500, 3));
         writer.addTimeOffset(-4000000000LL);
         ok = write(writer, folder + "/le32-16k.dat") && ok;
     }
     {
         // Big-endian, 8-byte longs, 8 KiB pages, four CPUs, stamps of a TSC converted to nanoseconds.
-        const std::vector<EventSpec> specs = standardEvents(8);
-        TraceDatWriter writer = makeWriter(true, 8, 8192, specs, makeEvents(specs, 4, 300, 4));
+        const std::vector<EventShape> shapes = standardEvents(8);
+        TraceDatWriter writer = makeWriter(true, 8, 8192, shapes, makeEvents(shapes, 4, 300, 4));
         writer.addTscToNanoseconds(1398101, 22, 1000);
         PageLayout layout;
         layout.eventsPerPage = 16;
@@ -173,8 +174,8 @@ int writeTestSet(const std::string& folder) {
     for (const bool interpolate : {true, false}) {
         // A guest's recording: its times shift towards the host's, per CPU, with the offsets interpolated
         // between samples or taken from the sample before.
-        const std::vector<EventSpec> specs = standardEvents(8);
-        TraceDatWriter writer = makeWriter(false, 8, 4096, specs, makeEvents(specs, 2, 200, 6));
+        const std::vector<EventShape> shapes = standardEvents(8);
+        TraceDatWriter writer = makeWriter(false, 8, 4096, shapes, makeEvents(shapes, 2, 200, 6));
         writer.addTimeShift(0x1234, interpolate ? 1 : 0,
                             {{{5000000000ULL, 1000000, 1},
                               {5500000000ULL, 2000000, 1},
@@ -187,8 +188,8 @@ int writeTestSet(const std::string& folder) {
 }
 
 int writeLarge(unsigned count, const std::string& folder) {
-    const std::vector<EventSpec> specs = standardEvents(8);
-    std::vector<EventSpec> sched(specs.begin(), specs.begin() + 2);
+    const std::vector<EventShape> shapes = standardEvents(8);
+    std::vector<EventShape> sched(shapes.begin(), shapes.begin() + 2);
     const std::vector<Event> events = makeEvents(sched, 2, count, 5);
     const bool ok = write(makeWriter(false, 8, 4096, sched, events), folder + "/large.dat") &&
                     makePerfData(sched, events).writeTo(folder + "/large.data");

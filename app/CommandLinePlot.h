@@ -1,5 +1,5 @@
-#ifndef APP_PLOTSPEC_H
-#define APP_PLOTSPEC_H
+#ifndef APP_COMMANDLINEPLOT_H
+#define APP_COMMANDLINEPLOT_H
 
 #include <string>
 #include <vector>
@@ -29,20 +29,20 @@ class TracePointFieldStore;
  * The channel gets the id "plot" followed by its number. Every trace point and field is checked against the event
  * database; a mistake is one line that names the bad word.
  */
-class PlotSpec {
+class CommandLinePlot {
 public:
-    /// Fills channel with the channel of the spec; returns an empty string, or the mistake.
-    static std::string toChannel(const std::string& spec, int number, const perfevents::TracePointFieldStore& fields,
+    /// Fills channel with the channel the text describes; returns an empty string, or the mistake.
+    static std::string toChannel(const std::string& text, int number, const perfevents::TracePointFieldStore& fields,
                                  kestrel::JSOM& channel);
 
 private:
     struct Word {
         std::string text;  // as meant: a quoted text without its quotes
-        std::size_t start; // where it starts in the spec
+        std::size_t start; // where it starts in the text
         std::size_t end;   // where it ends
         bool quoted;
     };
-    static std::string _split(const std::string& spec, std::vector<Word>& words);
+    static std::string _split(const std::string& text, std::vector<Word>& words);
 };
 
 #endif

@@ -1,4 +1,4 @@
-#include "app/PlotSpec.h"
+#include "app/CommandLinePlot.h"
 
 #include "kestrel/InfixCompiler.h"
 #include "kestrel/JSOM.h"
@@ -54,28 +54,28 @@ std::string fieldName(const std::string& text) {
 
 } // namespace
 
-std::string PlotSpec::_split(const std::string& spec, std::vector<Word>& words) {
+std::string CommandLinePlot::_split(const std::string& text, std::vector<Word>& words) {
     std::size_t at = 0;
-    while (at < spec.size()) {
-        if (std::isspace(static_cast<unsigned char>(spec[at]))) {
+    while (at < text.size()) {
+        if (std::isspace(static_cast<unsigned char>(text[at]))) {
             ++at;
             continue;
         }
-        Word word{std::string(), at, at, spec[at] == '"'};
+        Word word{std::string(), at, at, text[at] == '"'};
         if (word.quoted) {
-            for (++at; at < spec.size() && spec[at] != '"'; ++at) {
-                if (spec[at] == '\\' && at + 1 < spec.size()) {
+            for (++at; at < text.size() && text[at] != '"'; ++at) {
+                if (text[at] == '\\' && at + 1 < text.size()) {
                     ++at;
                 }
-                word.text += spec[at];
+                word.text += text[at];
             }
-            if (at == spec.size()) {
-                return "a text in double quotes is not closed: " + spec.substr(word.start);
+            if (at == text.size()) {
+                return "a text in double quotes is not closed: " + text.substr(word.start);
             }
             ++at;
         } else {
-            while (at < spec.size() && !std::isspace(static_cast<unsigned char>(spec[at]))) {
-                word.text += spec[at++];
+            while (at < text.size() && !std::isspace(static_cast<unsigned char>(text[at]))) {
+                word.text += text[at++];
             }
         }
         word.end = at;
@@ -84,10 +84,10 @@ std::string PlotSpec::_split(const std::string& spec, std::vector<Word>& words) 
     return std::string();
 }
 
-std::string PlotSpec::toChannel(const std::string& spec, int number, const perfevents::TracePointFieldStore& fields,
-                                kestrel::JSOM& channel) {
+std::string CommandLinePlot::toChannel(const std::string& text, int number,
+                                       const perfevents::TracePointFieldStore& fields, kestrel::JSOM& channel) {
     std::vector<Word> words;
-    std::string problem = _split(spec, words);
+    std::string problem = _split(text, words);
     if (!problem.empty()) {
         return problem;
     }
@@ -130,7 +130,7 @@ std::string PlotSpec::toChannel(const std::string& spec, int number, const perfe
                                             : std::string("a ") + (keyword.text == "per" ? "field" : "group name"));
         }
         if (keyword.text == "where") {
-            clauses["where"] = spec.substr(words[i].start, words[last - 1].end - words[i].start);
+            clauses["where"] = text.substr(words[i].start, words[last - 1].end - words[i].start);
         } else if (last > i + 1) {
             return "\"" + keyword.text + "\" takes one word or a text in double quotes, found \"" + words[i + 1].text +
                    "\" after \"" + words[i].text + "\"";
@@ -187,12 +187,12 @@ std::string PlotSpec::toChannel(const std::string& spec, int number, const perfe
         if (kind != "state") {
             return "\"end\" applies to state plots only (write \"state " + target + " ...\")";
         }
-        const std::string& text = clauses["end"];
+        const std::string& value = clauses["end"];
         char* stop = nullptr;
         errno = 0;
-        endState = std::strtoll(text.c_str(), &stop, 0);
-        if (text.empty() || *stop != '\0' || errno != 0) {
-            return "\"end\" needs a whole number, found \"" + text + "\"";
+        endState = std::strtoll(value.c_str(), &stop, 0);
+        if (value.empty() || *stop != '\0' || errno != 0) {
+            return "\"end\" needs a whole number, found \"" + value + "\"";
         }
     }
 

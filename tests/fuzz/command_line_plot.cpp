@@ -1,7 +1,7 @@
-// Plots written on the command line: any text as a --plot spec against a database of the scheduler trace points.
+// Plots written on the command line: any text as a --plot text against a database of the scheduler trace points.
 // A mistake must be a message, never a crash, a read outside the text or a hang; an accepted plot must make a
 // channel whose filter formula compiles.
-#include "app/PlotSpec.h"
+#include "app/CommandLinePlot.h"
 #include "kestrel/JSOM.h"
 #include "kestrel/PostfixCalculator.h"
 #include "perfevents/TracePointFieldStore.h"
@@ -34,8 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }();
     kestrel::JSOM channel;
     channel.fromString("{}");
-    const std::string spec(reinterpret_cast<const char*>(data), size);
-    if (!PlotSpec::toChannel(spec, 1, *fields, channel).empty()) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    if (!CommandLinePlot::toChannel(text, 1, *fields, channel).empty()) {
         return 0;
     }
     kestrel::JSOM detail = channel["detail"];
@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int code = tokens.empty() ? 0 : calculator.assign(tokens);
     // Deep but accepted expressions may need more than the calculator's stack; anything else must compile.
     if (code != 0 && code != 6) {
-        std::fprintf(stderr, "accepted plot makes a formula that does not compile (%d): %s\n", code, spec.c_str());
+        std::fprintf(stderr, "accepted plot makes a formula that does not compile (%d): %s\n", code, text.c_str());
         std::abort();
     }
     return 0;
