@@ -44,6 +44,21 @@ std::uint32_t ValueTable::_insert(Entry&& entry) {
     return static_cast<std::uint32_t>(entries.size() - 1);
 }
 
+std::uint32_t ValueTable::_integer(std::int64_t value) {
+    auto found = integers.find(value);
+    if (found != integers.end()) {
+        return found->second;
+    }
+    Entry entry;
+    entry.text = std::to_string(value);
+    entry.number = static_cast<double>(value);
+    entry.isInteger = true;
+    entry.integer = value;
+    const std::uint32_t index = _insert(std::move(entry));
+    integers.emplace(value, index);
+    return index;
+}
+
 std::uint32_t ValueTable::add(const char* text, std::size_t length) {
     // Plain integers of up to 18 digits, the common case, in one pass.
     bool negative = length > 0 && text[0] == '-';
@@ -60,19 +75,7 @@ std::uint32_t ValueTable::add(const char* text, std::size_t length) {
         if (slot.used && slot.value == value) {
             return slot.index;
         }
-        std::uint32_t index;
-        auto found = integers.find(value);
-        if (found != integers.end()) {
-            index = found->second;
-        } else {
-            Entry entry;
-            entry.text = std::to_string(value);
-            entry.number = static_cast<double>(value);
-            entry.isInteger = true;
-            entry.integer = value;
-            index = _insert(std::move(entry));
-            integers.emplace(value, index);
-        }
+        const std::uint32_t index = _integer(value);
         slot.used = true;
         slot.value = value;
         slot.index = index;
@@ -88,18 +91,7 @@ std::uint32_t ValueTable::add(const char* text, std::size_t length) {
         errno = 0;
         long long value = std::strtoll(copy.c_str(), nullptr, 10);
         if (errno == 0) {
-            auto found = integers.find(value);
-            if (found != integers.end()) {
-                index = found->second;
-            } else {
-                Entry entry;
-                entry.text = std::to_string(value);
-                entry.number = static_cast<double>(value);
-                entry.isInteger = true;
-                entry.integer = value;
-                index = _insert(std::move(entry));
-                integers.emplace(value, index);
-            }
+            index = _integer(value);
         } else {
             std::string canonical = (negative && digits != "0" ? "-" : "") + digits;
             auto found = bigIntegers.find(canonical);
@@ -119,19 +111,8 @@ std::uint32_t ValueTable::add(const char* text, std::size_t length) {
             value = 0.0; // -0 is 0
         }
         if (std::isfinite(value) && std::floor(value) == value && std::fabs(value) < 9.2e18) {
-            std::int64_t integer = static_cast<std::int64_t>(value);
-            auto found = integers.find(integer);
-            if (found != integers.end()) {
-                index = found->second;
-            } else {
-                Entry entry;
-                entry.text = std::to_string(integer);
-                entry.number = value;
-                entry.isInteger = true;
-                entry.integer = integer;
-                index = _insert(std::move(entry));
-                integers.emplace(integer, index);
-            }
+            // Integral and within 64 bits: the same value as the integer written without a fraction.
+            index = _integer(static_cast<std::int64_t>(value));
         } else {
             std::uint64_t bits;
             std::memcpy(&bits, &value, sizeof bits);

@@ -40,6 +40,8 @@ public:
 
 private:
     std::uint32_t _insert(Entry&& entry);
+    // The number of an integer, found or added.
+    std::uint32_t _integer(std::int64_t value);
 
     std::vector<Entry> entries;
     std::unordered_map<std::int64_t, std::uint32_t> integers;
