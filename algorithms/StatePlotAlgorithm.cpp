@@ -26,9 +26,8 @@ bool StatePlotAlgorithm::dictionarySent = false;
 
 namespace {
 
-// Pivoted labels are built in a buffer of this size, so they keep at most 126 characters.
-const size_t LABEL_BUFFER_SIZE = 128;
-const size_t LABEL_LIMIT = 127;
+// Pivoted labels keep at most this many characters.
+const size_t LABEL_LIMIT = 126;
 
 void writeLabel(kestrel::JsomWriter& writer, const char* label) {
     writer.appendLabel(label, true);
@@ -753,7 +752,7 @@ void StatePlotAlgorithm::_writeLabel(kestrel::JsomWriter& writer, long long key,
         writeString(writer, channel["name"].stringValue(kestrel::JSOM::EMPTY_STRING));
         return;
     }
-    writeString(writer, pivotNaming.label(labelPrefix, key, LABEL_LIMIT - 1));
+    writeString(writer, pivotNaming.label(labelPrefix, key, LABEL_LIMIT));
 }
 
 void StatePlotAlgorithm::_writeColumnDictionary(kestrel::JsomWriter& writer) {
