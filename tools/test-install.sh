@@ -2,7 +2,7 @@
 # Installs the programs as a user would and uses them from elsewhere: `cmake --install` into a scratch prefix, then
 # the Debian package that cpack makes, installed with dpkg -i (and removed again). Each time the installed
 # plotwright converts a recording with a plot from the command line, in another directory, and plotwright-view
-# makes the page of it.
+# makes the page of it, and of a recording with the installed recipes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/install-deps.sh --tests
@@ -24,6 +24,10 @@ use() {
     "$bin/plotwright-view" -o plot.html plot.json
     "$bin/plotwright-eventdb" -o events.json "$src/tests/data/recordings/sched.data"
     [ -s plot.html ] && [ -s events.json ]
+    # The recipes installed beside the programs: a recording straight into a page, and the list.
+    "$bin/plotwright-view" -o recipes.html "$src/tests/data/recordings/subsystems/sched.data"
+    grep -q '"group":"Threads"' recipes.html || { echo "installed plotwright-view found no recipes" >&2; exit 1; }
+    "$bin/plotwright" --recipe list | grep -q '^sched: ' || { echo "installed plotwright lists no recipes" >&2; exit 1; }
     cd "$src"
 }
 
