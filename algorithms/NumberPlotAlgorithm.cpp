@@ -201,23 +201,9 @@ bool NumberPlotAlgorithm::onClose(kestrel::JsomWriter& writer, double clockOrigi
     if (!configured) {
         return false;
     }
-    std::string prefix;
-    const char* pivotPrefix = channel["detail"]["pivotPrefix"].stringValuePtr(nullptr);
-    if (pivotPrefix != nullptr && pivotPrefix[0] != '\0') {
-        prefix = pivotPrefix;
-        prefix += ' ';
-    }
-    // In the order of the keys, as unsigned numbers where the pivot field is unsigned.
-    std::vector<std::map<long long, RunDataList>::iterator> order;
-    for (auto entry = runDataLists.begin(); entry != runDataLists.end(); ++entry) {
-        order.push_back(entry);
-    }
-    if (pivotNaming.isUnsigned()) {
-        std::stable_sort(order.begin(), order.end(), [](const auto& a, const auto& b) {
-            return static_cast<unsigned long long>(a->first) < static_cast<unsigned long long>(b->first);
-        });
-    }
-    for (auto& entry : order) {
+    kestrel::JSOM detail = channel["detail"];
+    const std::string prefix = PivotNaming::labelPrefix(detail);
+    for (auto& entry : pivotNaming.order(runDataLists)) {
         _writeSeries(writer, clockOrigin, entry->first, entry->second, prefix);
     }
     return !runDataLists.empty();

@@ -1,6 +1,7 @@
 #include "algorithms/PivotNaming.h"
 
 #include "app/ProcessDictionary.h"
+#include "kestrel/JSOM.h"
 #include "kestrel/JsomWriter.h"
 #include "kestrel/Singleton.h"
 
@@ -37,6 +38,11 @@ std::string PivotNaming::configure(const std::string& names, const std::string& 
     unsignedKeys = unsignedKeys || kind == S::VALUE_UNSIGNED || kind == S::VALUE_ADDRESS;
     configured = true;
     return std::string();
+}
+
+std::string PivotNaming::labelPrefix(kestrel::JSOM& detail) {
+    const char* prefix = detail["pivotPrefix"].stringValuePtr(nullptr);
+    return prefix != nullptr && prefix[0] != '\0' ? std::string(prefix) + ' ' : std::string();
 }
 
 std::string PivotNaming::label(const std::string& prefix, long long key, std::size_t limit) const {

@@ -4,12 +4,15 @@
 #include "perfevents/TextDictionary.h"
 #include "perfevents/TracePointFieldStore.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace kestrel {
+class JSOM;
 class JsomWriter;
-}
+} // namespace kestrel
 
 /**
  * How the series of a pivoted plot are labelled: by the value of their pivot field, named as the channel's
@@ -34,6 +37,23 @@ public:
     std::string label(const std::string& prefix, long long key, std::size_t limit) const;
     /// Writes a key as a number: unsigned for unsigned 64-bit fields and pointers.
     void writeKey(kestrel::JsomWriter& writer, long long key) const;
+
+    /// The series of a map by pivot key, in the order they are written: by key, as unsigned numbers where the
+    /// pivot field is unsigned.
+    template <typename Map> std::vector<typename Map::iterator> order(Map& series) const {
+        std::vector<typename Map::iterator> entries;
+        for (auto entry = series.begin(); entry != series.end(); ++entry) {
+            entries.push_back(entry);
+        }
+        if (unsignedKeys) {
+            std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
+                return static_cast<unsigned long long>(a->first) < static_cast<unsigned long long>(b->first);
+            });
+        }
+        return entries;
+    }
+    /// What goes before each pivoted label: the channel's "pivotPrefix" and a blank, or nothing.
+    static std::string labelPrefix(kestrel::JSOM& detail);
 
     Mode getMode() const { return mode; }
     bool isUnsigned() const { return unsignedKeys; }
