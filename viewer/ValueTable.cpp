@@ -62,12 +62,14 @@ std::uint32_t ValueTable::_integer(std::int64_t value) {
 std::uint32_t ValueTable::add(const char* text, std::size_t length) {
     // Plain integers of up to 18 digits, the common case, in one pass.
     bool negative = length > 0 && text[0] == '-';
-    std::size_t i = negative ? 1 : 0;
+    const std::size_t first = negative ? 1 : 0;
+    std::size_t i = first;
     std::int64_t value = 0;
-    for (; i < length && i < 19 && text[i] >= '0' && text[i] <= '9'; ++i) {
+    // At most 18 digits here: they cannot overflow; longer integers take the general path below.
+    for (; i < length && i - first < 18 && text[i] >= '0' && text[i] <= '9'; ++i) {
         value = value * 10 + (text[i] - '0');
     }
-    if (i == length && length > (negative ? 1u : 0u) && length - (negative ? 1 : 0) <= 18) {
+    if (i == length && length > first) {
         if (negative) {
             value = -value;
         }
